@@ -1,0 +1,221 @@
+// SPDX-FileCopyrightText: The oriole-monitor authors
+// SPDX-License-Identifier: MIT
+
+#include "console.h"
+
+#include <algorithm>
+#include <charconv>
+#include <iterator>
+#include <sstream>
+
+const char kConsoleHelp[] =
+    R"(Commands, one a line. A line that begins with a printer's address, or with "usb",
+goes to that printer; any other goes to all of them.
+  state CODE                    0 to 255; 1 warming up, 2 printing, 3 error, 4 idle, 5 sleeping,
+                                6 cancelling a job
+  counters ENGINE DRUM TONER    pages printed
+  flag ID [VALUE]               raise a flag entry of the hardware state (VALUE: 1)
+  array ID STATE...             raise an entry with an array of states, one a position
+  errors CODE...                raise the error-code entry
+  clear [ID]                    clear one entry, or all
+  drop on|off                   give no answers; over USB, never complete a request
+  delay MS                      answer late (network)
+  malformed start|code|result|short|off
+                                spoil the answers (network)
+  unplug, plug                  take the printer off the bus, put it back (USB)
+)";
+
+namespace
+{
+
+typedef std::vector<std::uint32_t> Numbers;
+typedef std::string Problem; // empty: none
+
+/// Puts a condition in the place of one with the same identifier, or behind all others.
+Problem Raise(Printer& printer, std::uint32_t id, Condition::Kind kind, const Numbers& values)
+{
+    Printer changed = printer;
+    const Condition condition = {static_cast<std::uint8_t>(id), kind, values};
+    const auto place =
+        std::find_if(changed.conditions.begin(), changed.conditions.end(),
+                     [&condition](const Condition& other) { return other.id == condition.id; });
+    if (place != changed.conditions.end())
+        *place = condition;
+    else
+        changed.conditions.push_back(condition);
+    if (!changed.HardwareState())
+        return "the hardware state has no room for it";
+    printer = changed;
+    return "";
+}
+
+Problem Clear(Printer& printer, const Numbers& ids)
+{
+    const auto cleared = [&ids](const Condition& condition) {
+        return ids.empty() || condition.id == ids[0];
+    };
+    std::vector<Condition>& all = printer.conditions;
+    const auto end = std::remove_if(all.begin(), all.end(), cleared);
+    if (!ids.empty() && end == all.end())
+        return "no such entry is raised";
+    all.erase(end, all.end());
+    return "";
+}
+
+struct Command {
+    const char* name;
+    size_t fewest; // arguments
+    size_t most;
+    std::uint32_t limit;              // of each number
+    std::vector<std::string> choices; // words that stand for the numbers from 0 on
+    Problem (*run)(Printer&, const Numbers&);
+};
+
+const std::uint32_t kByte = 255;
+const std::uint32_t kAnyNumber = UINT32_MAX;
+const std::uint32_t kErrorCodesId = 34;
+const std::uint32_t kLongestDelay = 60000; // ms
+
+const Command kCommands[] = {
+    {"state",
+     1,
+     1,
+     kByte,
+     {},
+     [](Printer& printer, const Numbers& n) {
+         printer.state = static_cast<std::uint8_t>(n[0]);
+         return Problem();
+     }},
+    {"counters",
+     3,
+     3,
+     kAnyNumber,
+     {},
+     [](Printer& printer, const Numbers& n) {
+         std::copy(n.begin(), n.end(), printer.counters.begin());
+         return Problem();
+     }},
+    {"flag",
+     1,
+     2,
+     kByte,
+     {},
+     [](Printer& printer, const Numbers& n) {
+         return Raise(printer, n[0], Condition::Flag, {n.size() > 1 ? n[1] : 1});
+     }},
+    {"array",
+     2,
+     1 + kByte,
+     kByte,
+     {},
+     [](Printer& printer, const Numbers& n) {
+         return Raise(printer, n[0], Condition::Array, Numbers(n.begin() + 1, n.end()));
+     }},
+    {"errors",
+     1,
+     kByte,
+     kAnyNumber,
+     {},
+     [](Printer& printer, const Numbers& n) {
+         return Raise(printer, kErrorCodesId, Condition::ErrorCodes, n);
+     }},
+    {"clear", 0, 1, kByte, {}, Clear},
+    {"drop",
+     1,
+     1,
+     0,
+     {"off", "on"},
+     [](Printer& printer, const Numbers& n) {
+         printer.drop = n[0] != 0;
+         return Problem();
+     }},
+    {"delay",
+     1,
+     1,
+     kLongestDelay,
+     {},
+     [](Printer& printer, const Numbers& n) {
+         printer.delay = std::chrono::milliseconds(n[0]);
+         return Problem();
+     }},
+    {"malformed",
+     1,
+     1,
+     0,
+     {"off", "start", "code", "result", "short"},
+     [](Printer& printer, const Numbers& n) {
+         printer.malformed = static_cast<Malformed>(n[0]);
+         return Problem();
+     }},
+    {"unplug",
+     0,
+     0,
+     0,
+     {},
+     [](Printer& printer, const Numbers&) {
+         printer.plugged = false;
+         return Problem();
+     }},
+    {"plug",
+     0,
+     0,
+     0,
+     {},
+     [](Printer& printer, const Numbers&) {
+         printer.plugged = true;
+         return Problem();
+     }},
+};
+
+/// Reads an argument of `command`; an empty text in `problem` says that it is good.
+std::uint32_t ReadArgument(const Command& command, const std::string& word, Problem& problem)
+{
+    const std::vector<std::string>& choices = command.choices;
+    if (!choices.empty()) {
+        const auto choice = std::find(choices.begin(), choices.end(), word);
+        if (choice == choices.end())
+            problem = "\"" + word + "\" is none of the choices of \"" + command.name + "\"";
+        return static_cast<std::uint32_t>(choice - choices.begin());
+    }
+    std::uint64_t number = 0;
+    const auto [end, error] = std::from_chars(word.data(), word.data() + word.size(), number);
+    if (error != std::errc() || end != word.data() + word.size() || number > command.limit)
+        problem = "\"" + word + "\" is not a number from 0 to " + std::to_string(command.limit);
+    return static_cast<std::uint32_t>(number);
+}
+
+} // namespace
+
+std::string RunCommand(const std::string& line, std::vector<Printer>& printers)
+{
+    std::istringstream stream(line);
+    std::vector<std::string> words((std::istream_iterator<std::string>(stream)), {});
+    if (words.empty())
+        return "";
+    std::string target;
+    for (const Printer& printer : printers) {
+        if (words[0] == printer.name)
+            target = printer.name;
+    }
+    if (!target.empty())
+        words.erase(words.begin());
+
+    const std::string name = words.empty() ? "" : words[0];
+    const auto command = std::find_if(std::begin(kCommands), std::end(kCommands),
+                                      [&name](const Command& known) { return known.name == name; });
+    if (command == std::end(kCommands))
+        return "unknown command \"" + name + "\"\n" + kConsoleHelp;
+    const size_t arguments = words.size() - 1;
+    if (arguments < command->fewest || arguments > command->most)
+        return "\"" + name + "\" takes " + std::to_string(command->fewest) + " to " +
+               std::to_string(command->most) + " arguments";
+    Problem problem;
+    Numbers numbers;
+    for (size_t i = 1; i < words.size() && problem.empty(); ++i)
+        numbers.push_back(ReadArgument(*command, words[i], problem));
+    for (Printer& printer : printers) {
+        if (problem.empty() && (target.empty() || target == printer.name))
+            problem = command->run(printer, numbers);
+    }
+    return problem;
+}

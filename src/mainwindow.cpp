@@ -1,0 +1,42 @@
+// SPDX-FileCopyrightText: The oriole-monitor authors
+// SPDX-License-Identifier: MIT
+
+#include "mainwindow.h"
+#include "ui_mainwindow.h"
+
+#include <QIcon>
+#include <QStandardItemModel>
+#include <QTimer>
+
+// Shown while a printer cannot be reached, and until the first answer of a printer.
+const char MainWindow::kOfflineText[] = "离线 ";
+
+MainWindow::MainWindow(QWidget* parent)
+    : QMainWindow(parent), m_nSocket(-1), m_nPortType(kNoPort), m_nManualTrayFlag(0),
+      m_nMainTrayFlag(0), m_szModelName(), m_pUsbContext(nullptr), m_pUsbHandle(nullptr),
+      ui(new Ui_MainWindow), m_pTimer(nullptr), m_nTimerId(0), m_pModel(nullptr)
+{
+    ui->setupUi(this);
+    setWindowIcon(QIcon("./orioleMon.ico"));
+
+    m_pModel = new QStandardItemModel;
+    m_pModel->setHorizontalHeaderItem(0, new QStandardItem("打印机名称"));
+    m_pModel->setHorizontalHeaderItem(1, new QStandardItem("打印端口"));
+    ui->tableView->setModel(m_pModel);
+    ui->tableView->setColumnWidth(0, 155);
+    ui->tableView->setColumnWidth(1, 152);
+    ui->tableView->setSelectionBehavior(QAbstractItemView::SelectRows);
+    ui->tableView->setEditTriggers(QAbstractItemView::NoEditTriggers);
+
+    GetPrinterInfoByCommand();
+    connect(ui->RefreshPrinter, SIGNAL(clicked()), this, SLOT(GetPrinterInfoByCommand()));
+}
+
+MainWindow::~MainWindow()
+{
+    CloseUsbPrinter();
+    CloseSocket();
+    delete ui;
+    delete m_pTimer;
+    delete m_pModel;
+}

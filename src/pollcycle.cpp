@@ -1,0 +1,89 @@
+// SPDX-FileCopyrightText: The oriole-monitor authors
+// SPDX-License-Identifier: MIT
+
+// The poll tick: reads the selected printer over its channel and shows what it answered.
+
+#include "mainwindow.h"
+#include "ui_mainwindow.h"
+
+#include <QDebug>
+
+#include <fcntl.h>
+#include <sys/socket.h>
+
+void MainWindow::OntimerOut()
+{
+    bool shown = false;
+    if (m_nPortType == kNetworkPort)
+        shown = PollNetworkPrinter();
+    else if (m_nPortType == kUsbPort)
+        shown = PollUsbPrinter();
+    if (!shown) {
+        CloseUsbPrinter();
+        ShowOffline();
+    }
+}
+
+bool MainWindow::PollNetworkPrinter()
+{
+    if (m_nSocket == -1) {
+        m_nSocket = socket(AF_INET, SOCK_DGRAM, 0);
+        fcntl(m_nSocket, F_SETFL, fcntl(m_nSocket, F_GETFL) | O_NONBLOCK);
+        return false;
+    }
+    if (m_szModelName[0] == '\0') {
+        GetPrinterType_net(m_szModelName); // shown from the next tick on
+        return false;
+    }
+    ShowModelName();
+    qDebug() << m_szModelName;
+    int result = GetPrinterStatus_net();
+    if (result == 1)
+        result = GetPrinterPageNumber_net();
+    if (result == 1)
+        result = GetPrinterDetailError_net();
+    return result > 0;
+}
+
+bool MainWindow::PollUsbPrinter()
+{
+    if (!m_pUsbHandle)
+        return GetUsbPrinterHandle() > 0; // read on the next tick
+
+    // One buffer for all answers: beyond a short answer stands what the answers before it left.
+    unsigned char answer[kUsbAnswerSize] = {};
+    int received = RequestUsb(kModelNameRequest, answer);
+    if (received > 0) {
+        StoreModelName(answer, received);
+        ShowModelName();
+    }
+    if (RequestUsb(kPageCountersRequest, answer) > 0) {
+        const PageCounters counters = ReadPageCounters(answer);
+        qDebug() << counters.engine;
+        ShowPageCounters(counters);
+    }
+    if (RequestUsb(kPrinterStateRequest, answer) > 0)
+        SetPrinterState(answer[0]);
+    received = RequestUsb(kHardwareStateRequest, answer);
+    qDebug("nRecvLen:%d", received);
+    if (received < 1)
+        return false;
+    ParseHardwareState(answer, sizeof answer);
+    CloseUsbPrinter();
+    return true;
+}
+
+void MainWindow::ShowModelName()
+{
+    ui->PrinterType->setText(m_szModelName);
+}
+
+void MainWindow::ShowOffline()
+{
+    ui->PrinterStatus->setText(kOfflineText);
+    ui->PrinterType->clear();
+    ui->PrinterCount->clear();
+    ui->CatridgetCount->clear();
+    ui->CompactCount->clear();
+    ui->DetailError->clear();
+}

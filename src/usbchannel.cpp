@@ -1,0 +1,86 @@
+// SPDX-FileCopyrightText: The oriole-monitor authors
+// SPDX-License-Identifier: MIT
+
+// The USB channel: finding and opening the printer, and its vendor control requests.
+
+#include "mainwindow.h"
+
+#include <QDebug>
+
+#include <cstring>
+#include <libusb.h>
+
+namespace
+{
+
+const unsigned short kVendorId = 0x3A7C;
+const unsigned short kProductId = 0x5E21;
+const int kLogLevel = 3; // informational
+
+// Setup packet of every request; only bRequest differs. The answer goes into a buffer of
+// kUsbAnswerSize bytes, which is also wLength.
+const unsigned char kRequestType = // 0xC1
+    static_cast<unsigned char>(LIBUSB_ENDPOINT_IN) |
+    static_cast<unsigned char>(LIBUSB_REQUEST_TYPE_VENDOR) |
+    static_cast<unsigned char>(LIBUSB_RECIPIENT_INTERFACE);
+const unsigned short kValue = 0;      // not used
+const unsigned short kInterface = 0;  // wIndex
+const unsigned int kTimeLimit = 1000; // ms
+
+} // namespace
+
+int MainWindow::GetUsbPrinterHandle()
+{
+    m_pUsbContext = nullptr;
+    if (libusb_init(&m_pUsbContext) < 0)
+        return -1;
+// The call that replaces it has come with libusb 1.0.22; older ones have only this.
+#pragma GCC diagnostic push
+#pragma GCC diagnostic ignored "-Wdeprecated-declarations"
+    libusb_set_debug(m_pUsbContext, kLogLevel);
+#pragma GCC diagnostic pop
+
+    libusb_device** list = nullptr;
+    if (libusb_get_device_list(m_pUsbContext, &list) < 0) {
+        qDebug("libusb_get_device_list failed");
+        libusb_exit(m_pUsbContext);
+        return -1;
+    }
+    m_pUsbHandle = libusb_open_device_with_vid_pid(m_pUsbContext, kVendorId, kProductId);
+    if (!m_pUsbHandle)
+        qDebug("open device failed");
+    libusb_free_device_list(list, 1);
+    if (m_pUsbHandle)
+        return 1;
+    libusb_exit(m_pUsbContext);
+    return -1;
+}
+
+/// Closes the printer and ends its context. Does nothing when no printer is open.
+void MainWindow::CloseUsbPrinter()
+{
+    if (!m_pUsbHandle)
+        return;
+    libusb_close(m_pUsbHandle);
+    libusb_exit(m_pUsbContext);
+    m_pUsbHandle = nullptr;
+}
+
+/// Issues a vendor request to the open printer. The answer is written from the start of `answer`;
+/// what lies behind it stays as it is.
+/// @return the number of bytes answered, or a negative libusb error
+int MainWindow::RequestUsb(UsbRequest request, unsigned char* answer)
+{
+    return libusb_control_transfer(m_pUsbHandle, kRequestType, static_cast<unsigned char>(request),
+                                   kValue, kInterface, answer, kUsbAnswerSize, kTimeLimit);
+}
+
+/// Keeps at most 63 bytes of a model-name answer and ends them with a zero byte when they hold
+/// none. The bytes behind a shorter name keep what they held.
+void MainWindow::StoreModelName(const unsigned char* answer, int received)
+{
+    const size_t size = qMin(received, kModelNameSize - 1);
+    memcpy(m_szModelName, answer, size);
+    if (!memchr(m_szModelName, '\0', size))
+        m_szModelName[size] = '\0';
+}
