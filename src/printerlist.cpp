@@ -78,7 +78,7 @@ bool CaptureQueues(char* output)
         return false;
     const Descriptor readEnd(ends[0]);
     const Descriptor writeEnd(ends[1]);
-    if (socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, ends) != 0)
+    if (socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0, ends) != 0)
         return false;
     const Descriptor monitorEnd(ends[0]);
     const Descriptor keeperEnd(ends[1]);
@@ -97,10 +97,12 @@ bool CaptureQueues(char* output)
     if (dup2(writeEnd.fd, STDOUT_FILENO) >= 0)
         status = system(kListCommand); // NOLINT(cert-env33-c): a fixed text, found on the PATH
     shutdown(monitorEnd.fd, SHUT_WR);
-    const ssize_t got = read(monitorEnd.fd, output, kCaptureSize);
-    dup2(saved.fd, STDOUT_FILENO);
     waitpid(keeper, nullptr, 0);
-    return status == 0 && got >= 0;
+    // What the keeper has kept stands ready; when that is nothing, the read fails without a wait.
+    if (status == 0 && read(monitorEnd.fd, output, kCaptureSize) < 0)
+        output[0] = '\0';
+    dup2(saved.fd, STDOUT_FILENO);
+    return status == 0;
 }
 
 /// The model word, a pattern: the bytes of type.dat up to its first zero byte, or "ORIOLE" when
