@@ -57,7 +57,7 @@ Problem Clear(Printer& printer, const Numbers& ids)
     std::vector<Condition>& all = printer.conditions;
     const auto end = std::remove_if(all.begin(), all.end(), cleared);
     if (!ids.empty() && end == all.end())
-        return "no such entry is raised";
+        return "entry " + std::to_string(ids[0]) + " is not raised";
     all.erase(end, all.end());
     return "";
 }
@@ -174,7 +174,7 @@ std::uint32_t ReadArgument(const Command& command, const std::string& word, Prob
     if (!choices.empty()) {
         const auto choice = std::find(choices.begin(), choices.end(), word);
         if (choice == choices.end())
-            problem = "\"" + word + "\" is none of the choices of \"" + command.name + "\"";
+            problem = "\"" + word + "\" is not one of the choices that --help lists";
         return static_cast<std::uint32_t>(choice - choices.begin());
     }
     std::uint64_t number = 0;
@@ -200,15 +200,20 @@ std::string RunCommand(const std::string& line, std::vector<Printer>& printers)
     if (!target.empty())
         words.erase(words.begin());
 
-    const std::string name = words.empty() ? "" : words[0];
+    if (words.empty())
+        return "there is no command behind \"" + target + "\"";
+    const std::string name = words[0];
     const auto command = std::find_if(std::begin(kCommands), std::end(kCommands),
                                       [&name](const Command& known) { return known.name == name; });
     if (command == std::end(kCommands))
         return "unknown command \"" + name + "\"\n" + kConsoleHelp;
     const size_t arguments = words.size() - 1;
-    if (arguments < command->fewest || arguments > command->most)
-        return "\"" + name + "\" takes " + std::to_string(command->fewest) + " to " +
-               std::to_string(command->most) + " arguments";
+    if (arguments < command->fewest || arguments > command->most) {
+        const std::string fewest = std::to_string(command->fewest);
+        const std::string most = std::to_string(command->most);
+        return "\"" + name + "\" takes " + (fewest == most ? most : fewest + " to " + most) +
+               " arguments";
+    }
     Problem problem;
     Numbers numbers;
     for (size_t i = 1; i < words.size() && problem.empty(); ++i)

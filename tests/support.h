@@ -31,10 +31,13 @@ struct FakeUsb {
 };
 extern FakeUsb fakeUsb;
 
-/// The stand-ins for time() and sleep(): a test that waits for no answer scripts the clock.
+/// The stand-ins for time() and sleep(). By default a clock with scripted readings and without
+/// waits; or a real one, whose seconds turn whole seconds after the begin of a tick.
 struct FakeClock {
-    std::deque<time_t> readings; ///< consumed by time(); the real time once they are used up
+    std::deque<time_t> readings; ///< consumed by time(), which then returns 0
     unsigned int slept = 0;      ///< s
+    bool isReal = false;
+    timespec tick = {};
 };
 extern FakeClock fakeClock;
 
