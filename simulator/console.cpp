@@ -203,8 +203,9 @@ std::string RunCommand(const std::string& line, std::vector<Printer>& printers)
     if (words.empty())
         return "there is no command behind \"" + target + "\"";
     const std::string name = words[0];
-    const auto command = std::find_if(std::begin(kCommands), std::end(kCommands),
-                                      [&name](const Command& known) { return known.name == name; });
+    const Command* command =
+        std::find_if(std::begin(kCommands), std::end(kCommands),
+                     [&name](const Command& known) { return known.name == name; });
     if (command == std::end(kCommands))
         return "unknown command \"" + name + "\"\n" + kConsoleHelp;
     const size_t arguments = words.size() - 1;

@@ -28,9 +28,9 @@ T* Token()
 }
 } // namespace
 
-int libusb_init(libusb_context** context)
+int libusb_init(libusb_context** ctx)
 {
-    *context = fakeUsb.initFails ? nullptr : Token<libusb_context>();
+    *ctx = fakeUsb.initFails ? nullptr : Token<libusb_context>();
     return acquire("init", !fakeUsb.initFails);
 }
 
@@ -50,10 +50,11 @@ void libusb_free_device_list(libusb_device**, int unref)
     release(QString("free %1").arg(unref));
 }
 
-libusb_device_handle* libusb_open_device_with_vid_pid(libusb_context*, uint16_t vid, uint16_t pid)
+libusb_device_handle* libusb_open_device_with_vid_pid(libusb_context*, uint16_t vendor_id,
+                                                      uint16_t product_id)
 {
     const QString call =
-        QString("open %1:%2").arg(vid, 4, 16, QChar('0')).arg(pid, 4, 16, QChar('0'));
+        QString("open %1:%2").arg(vendor_id, 4, 16, QChar('0')).arg(product_id, 4, 16, QChar('0'));
     return acquire(call, fakeUsb.attached) == 0 ? Token<libusb_device_handle>() : nullptr;
 }
 

@@ -6,7 +6,7 @@
 FakeUsb fakeUsb;
 FakeClock fakeClock;
 
-extern "C" time_t time(time_t* result) noexcept
+extern "C" time_t time(time_t* timer) noexcept
 {
     time_t now = 0;
     if (fakeClock.isReal) {
@@ -17,8 +17,8 @@ extern "C" time_t time(time_t* result) noexcept
         now = fakeClock.readings.front();
         fakeClock.readings.pop_front();
     }
-    if (result)
-        *result = now;
+    if (timer)
+        *timer = now;
     return now;
 }
 

@@ -101,8 +101,8 @@ private slots:
         desk.Tick();
         QVERIFY(!desk.window->m_pUsbHandle);
         QVERIFY(desk.Shown().startsWith("空闲|ORIOLE|"));
-        for (const char* request : {"11", "33", "44", "00"})
-            Expect(QByteArray("setup C1 ") + request + " 00 00 00 00 F4 01\n");
+        Expect("setup C1 11 00 00 00 00 F4 01\nsetup C1 33 00 00 00 00 F4 01\n"
+               "setup C1 44 00 00 00 00 F4 01\nsetup C1 00 00 00 00 00 F4 01\n");
         desk.Tick(); // open
         Command(fault);
         QElapsedTimer elapsed;
