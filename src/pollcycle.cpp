@@ -73,10 +73,7 @@ bool MainWindow::PollUsbPrinter()
     return true;
 }
 
-void MainWindow::ShowModelName()
-{
-    ui->PrinterType->setText(m_szModelName);
-}
+void MainWindow::ShowModelName() { ui->PrinterType->setText(m_szModelName); }
 
 void MainWindow::ShowOffline()
 {

@@ -3,53 +3,20 @@
 
 #include "support.h"
 
-FakeUsb fakeUsb;
-FakeClock fakeClock;
-
-extern "C" time_t time(time_t* timer) noexcept
-{
-    time_t now = 0;
-    if (fakeClock.isReal) {
-        timespec elapsed;
-        clock_gettime(CLOCK_MONOTONIC, &elapsed);
-        now = elapsed.tv_sec - fakeClock.tick.tv_sec - (elapsed.tv_nsec < fakeClock.tick.tv_nsec);
-    } else if (!fakeClock.readings.empty()) {
-        now = fakeClock.readings.front();
-        fakeClock.readings.pop_front();
-    }
-    if (timer)
-        *timer = now;
-    return now;
-}
-
-extern "C" unsigned int sleep(unsigned int seconds)
-{
-    fakeClock.slept += seconds;
-    const timespec length = {static_cast<time_t>(seconds), 0};
-    return fakeClock.isReal ? static_cast<unsigned int>(nanosleep(&length, nullptr)) : 0;
-}
-
 namespace
 {
 QStringList debugLines;
 
-void Collect(QtMsgType, const QMessageLogContext&, const QString& line)
-{
-    debugLines += line;
-}
+void Collect(QtMsgType, const QMessageLogContext&, const QString& line) { debugLines += line; }
 } // namespace
 
-QStringList DebugLines()
-{
-    return std::exchange(debugLines, QStringList());
-}
+QStringList DebugLines() { return std::exchange(debugLines, QStringList()); }
 
 Desk::Desk(const QByteArray& lpstatScript)
 {
     static const QByteArray path = qgetenv("PATH");
-    fakeUsb = FakeUsb();
-    fakeClock = FakeClock();
-    qInstallMessageHandler(Collect);
+    static const QtMessageHandler before = qInstallMessageHandler(Collect);
+    Q_UNUSED(before)
     QDir::setCurrent(directory.path());
     qputenv("PATH", QFile::encodeName(directory.path()) + ":" + path);
     SetLpstat(lpstatScript);
@@ -57,21 +24,16 @@ Desk::Desk(const QByteArray& lpstatScript)
     DebugLines();
 }
 
-Desk::~Desk()
-{
-    qInstallMessageHandler(nullptr);
-}
-
 void Desk::SetLpstat(const QByteArray& script)
 {
     WriteFile("lpstat", "#!/bin/sh\n[ \"$*\" = -v ] || exit 9\n" + script + "\n");
-    QFile::setPermissions(directory.filePath("lpstat"), QFile::ReadOwner | QFile::ExeOwner);
+    QFile::setPermissions("lpstat", QFile::ReadOwner | QFile::ExeOwner);
 }
 
 void Desk::WriteFile(const QString& name, const QByteArray& content)
 {
-    QFile::remove(directory.filePath(name));
-    QFile file(directory.filePath(name));
+    QFile::remove(name);
+    QFile file(name);
     QVERIFY(file.open(QFile::WriteOnly));
     file.write(content);
 }
@@ -84,31 +46,24 @@ void Desk::Select(int portType, const QString& address)
 
 void Desk::Tick(int times)
 {
-    for (int i = 0; i < times; ++i) {
-        clock_gettime(CLOCK_MONOTONIC, &fakeClock.tick);
+    for (int i = 0; i < times; ++i)
         window->OntimerOut();
-    }
 }
 
 QString Desk::Shown() const
 {
-    const Ui_MainWindow& ui = *window->ui;
-    return QStringList({ui.PrinterStatus->text(), ui.PrinterType->text(), ui.PrinterCount->text(),
-                        ui.CatridgetCount->text(), ui.CompactCount->text(),
-                        ui.DetailError->toPlainText()})
-        .join("|");
+    QStringList shown;
+    for (const QLineEdit* field :
+         {window->ui->PrinterStatus, window->ui->PrinterType, window->ui->PrinterCount,
+          window->ui->CatridgetCount, window->ui->CompactCount})
+        shown += field->text();
+    return (shown << window->ui->DetailError->toPlainText()).join("|");
 }
 
 QString Desk::Rows() const
 {
     QStringList rows;
-    for (int row = 0; row < window->m_pModel->rowCount(); ++row)
-        rows +=
-            window->m_pModel->item(row, 0)->text() + ">" + window->m_pModel->item(row, 1)->text();
+    for (int i = 0; i < window->m_pModel->rowCount(); ++i)
+        rows += window->m_pModel->item(i, 0)->text() + ">" + window->m_pModel->item(i, 1)->text();
     return rows.join("|");
-}
-
-int OpenDescriptors()
-{
-    return QDir("/proc/self/fd").entryList(QDir::Files | QDir::System).size();
 }

@@ -1,22 +1,20 @@
 // SPDX-FileCopyrightText: The oriole-monitor authors
 // SPDX-License-Identifier: MIT
 
+#include "fakes.h"
 #include "support.h"
 
 namespace
 {
-const char kOpen[] = "init, debug 3, list, open 3a7c:5e21, free 1";
-const char kRead[] = "c1/17/0/0/500 1000ms, c1/51/0/0/500 1000ms, c1/68/0/0/500 1000ms, "
-                     "c1/0/0/0/500 1000ms";
-const char kClose[] = "close, exit";
-
-const QByteArray kCounters = QByteArray::fromHex("0001E240 AAAAAAAA FFFFFFFF 00000007");
-const QByteArray kTonerLow = QByteArray::fromHex("00000000 0100 0E00030000000100");
-
-std::map<int, QByteArray> Answers()
-{
-    return {{17, QByteArray("ORIOLE", 7)}, {51, kCounters}, {68, "\x04\x02"}, {0, kTonerLow}};
-}
+const QString kOpen = "init, debug 3, list, open 3a7c:5e21, free 1";
+const QString kRead = "C1/17/0/0/500 1000ms, C1/51/0/0/500 1000ms, C1/68/0/0/500 1000ms, "
+                      "C1/0/0/0/500 1000ms";
+const QString kClose = "close, exit";
+const std::map<int, QByteArray> kAnswers = {
+    {17, QByteArray("ORIOLE", 7)},
+    {51, QByteArray::fromHex("0001E240 AAAAAAAA FFFFFFFF 00000007")},
+    {68, "\x04\x02"},
+    {0, QByteArray::fromHex("00000000 0100 0E00030000000100")}};
 } // namespace
 
 class UsbTest : public QObject
@@ -24,98 +22,85 @@ class UsbTest : public QObject
     Q_OBJECT
 
 private slots:
+    void init() { fakeUsb = FakeUsb(); }
+
     void opensOnOneTickAndReadsOnTheNext()
     {
-        Desk desk("echo 'device for ORIOLE: usb://x'");
-        fakeUsb.answers = Answers();
-        for (int poll = 0; poll < 3; ++poll) {
+        Desk desk;
+        desk.Select(1);
+        fakeUsb.answers = kAnswers;
+        for (int poll = 0; poll < 2; ++poll) {
             const QString before = desk.Shown();
             desk.Tick();
-            QCOMPARE(fakeUsb.Calls(), QString(kOpen));
+            QCOMPARE(fakeUsb.Calls(), kOpen);
             QCOMPARE(desk.Shown(), before);
             desk.Tick();
-            QCOMPARE(fakeUsb.Calls(), QString("%1, %2").arg(kRead, kClose));
+            QCOMPARE(fakeUsb.Calls(), kRead + ", " + kClose);
             QCOMPARE(desk.Shown(), QString("空闲|ORIOLE|123456|-1|7|墨粉较少 "));
-            QCOMPARE(fakeUsb.alive, 0);
+            QCOMPARE(DebugLines(), QStringList({"\"123456\"", "nRecvLen:14"}));
         }
-        QCOMPARE(DebugLines().mid(2), QStringList({"\"123456\"", "nRecvLen:14"}) +
-                                          QStringList({"\"123456\"", "nRecvLen:14"}));
     }
 
     void whatFailsToOpenIsReleasedAndTriedAgain_data()
     {
-        QTest::addColumn<bool>("initFails");
-        QTest::addColumn<bool>("listFails");
-        QTest::addColumn<QString>("calls");
-        QTest::addColumn<QStringList>("lines");
-        QTest::newRow("no context") << true << false << "init" << QStringList();
-        QTest::newRow("no list") << false << true << "init, debug 3, list, exit"
-                                 << QStringList("libusb_get_device_list failed");
-        QTest::newRow("no printer")
-            << false << false << QString(kOpen) + ", exit" << QStringList("open device failed");
+        Columns<QString, QString>({"calls", "line"});
+        QTest::newRow("init") << "init"
+                              << "";
+        QTest::newRow("list") << "init, debug 3, list, exit"
+                              << "libusb_get_device_list failed";
+        QTest::newRow("open") << kOpen + ", exit"
+                              << "open device failed";
     }
 
     void whatFailsToOpenIsReleasedAndTriedAgain()
     {
-        QFETCH(bool, initFails);
-        QFETCH(bool, listFails);
         Desk desk;
-        desk.Select(1, "");
-        fakeUsb.initFails = initFails;
-        fakeUsb.listFails = listFails;
-        fakeUsb.attached = false;
-        desk.window->ui->DetailError->setText("stale");
+        desk.Select(1);
+        fakeUsb.fails = QTest::currentDataTag();
         for (int tick = 0; tick < 2; ++tick) {
+            desk.window->ui->DetailError->setText("stale");
             desk.Tick();
             QTEST(fakeUsb.Calls(), "calls");
-            QTEST(DebugLines(), "lines");
+            QTEST(DebugLines().join("|"), "line");
             QCOMPARE(fakeUsb.alive, 0);
-            QCOMPARE(desk.Shown(), QString(OFFLINE));
+            QCOMPARE(desk.Shown(), QString(kOffline));
         }
     }
 
     void aFailingRequestKeepsItsFieldAndTheLastOneTheDisplay_data()
     {
-        QTest::addColumn<int>("request");
-        QTest::addColumn<QString>("shown");
+        Columns<int, QString>({"request", "shown"});
         QTest::newRow("model name") << 17 << "空闲|old|123456|-1|7|墨粉较少 ";
         QTest::newRow("page counters") << 51 << "空闲|ORIOLE|old|old|old|墨粉较少 ";
         QTest::newRow("state") << 68 << "old|ORIOLE|123456|-1|7|墨粉较少 ";
-        QTest::newRow("hardware state") << 0 << OFFLINE;
+        QTest::newRow("hardware state") << 0 << kOffline;
     }
 
     void aFailingRequestKeepsItsFieldAndTheLastOneTheDisplay()
     {
         QFETCH(int, request);
-        for (const bool empty : {false, true}) { // a libusb error, or an answer of no bytes
+        for (const bool answersNothing : {false, true}) {
             Desk desk;
-            desk.Select(1, "");
-            const Ui_MainWindow& ui = *desk.window->ui;
-            for (QLineEdit* field : {ui.PrinterStatus, ui.PrinterType, ui.PrinterCount,
-                                     ui.CatridgetCount, ui.CompactCount})
+            desk.Select(1);
+            for (QLineEdit* field : desk.window->findChildren<QLineEdit*>())
                 field->setText("old");
-            fakeUsb.answers = Answers();
+            fakeUsb.answers = kAnswers;
             fakeUsb.answers.erase(request);
-            if (empty)
+            if (answersNothing)
                 fakeUsb.answers[request] = "";
             desk.Tick(2);
             QTEST(desk.Shown(), "shown");
-            QCOMPARE(fakeUsb.Calls(), QString("%1, %2, %3").arg(kOpen, kRead, kClose));
+            QCOMPARE(fakeUsb.Calls(), QStringList({kOpen, kRead, kClose}).join(", "));
         }
     }
 
     void shortAnswersAreReadOnWithTheOnesBefore()
     {
         Desk desk;
-        desk.Select(1, "");
-        // Bytes 12 to 15 of the page counters come from the model name, bytes 4 to 5 of the
-        // hardware state (two entries) and the entries from the name and the counters.
-        QByteArray name(22, '\0');
-        name.replace(12, 4, QByteArray::fromHex("00000300"));
-        name.replace(14, 8, QByteArray::fromHex("0000030000000100"));
-        name[14] = 0x03;
-        fakeUsb.answers = {{17, name},
-                           {51, QByteArray::fromHex("00000001 02000E00 0300 0000 0100")},
+        desk.Select(1);
+        // Left of the name are bytes 14 on, of the counters bytes 1 to 13, of the state nothing.
+        fakeUsb.answers = {{17, QByteArray(14, '\0') + QByteArray::fromHex("0300 030000000100")},
+                           {51, QByteArray::fromHex("00000001 02000E00 03000000 0100")},
                            {68, "\x01"},
                            {0, "\x07"}};
         desk.Tick(2);
@@ -124,53 +109,48 @@ private slots:
 
     void modelNamesAreCutAndEnded_data()
     {
-        QTest::addColumn<QByteArray>("answer");
-        QTest::addColumn<QByteArray>("kept"); // of a buffer that held 64 times '#', and a zero
-        QTest::newRow("with its zero") << QByteArray("AB\0C", 4) << QByteArray("AB\0C####", 8);
-        QTest::newRow("without a zero") << QByteArray("AB") << QByteArray("AB\0#####", 8);
-        QTest::newRow("63 bytes") << QByteArray(63, 'A') << QByteArray(63, 'A') + '\0';
+        Columns<QByteArray, QByteArray>({"answer", "kept"}); // in a buffer full of '#'
+        QTest::newRow("with a zero") << QByteArray("AB\0C", 4) << QByteArray("AB\0C####", 8);
+        QTest::newRow("without") << QByteArray("AB") << QByteArray("AB\0#####", 8);
         QTest::newRow("64 bytes") << QByteArray(64, 'A') << QByteArray(63, 'A') + '\0';
         QTest::newRow("500 bytes") << QByteArray(500, 'A') << QByteArray(63, 'A') + '\0';
     }
 
     void modelNamesAreCutAndEnded()
     {
-        QFETCH(QByteArray, answer);
         QFETCH(QByteArray, kept);
+        QFETCH(QByteArray, answer);
         Desk desk;
-        desk.Select(1, "");
+        desk.Select(1);
         memset(desk.window->m_szModelName, '#', 63);
         fakeUsb.answers[17] = answer;
         desk.Tick(2);
         QCOMPARE(QByteArray(desk.window->m_szModelName, kept.size()), kept);
     }
 
-    void anOpenPrinterIsClosedWhenItIsLeft_data()
+    void anOpenPrinterIsClosedOnceWhenItIsLeft_data()
     {
-        QTest::addColumn<int>("event");
-        QTest::newRow("listing, though it fails") << 0;
-        QTest::newRow("window gone") << 1;
-        QTest::newRow("network tick that goes offline") << 2;
-        QTest::newRow("tick without a printer") << 3;
+        Columns<int>({"portType"});
+        QTest::newRow("a listing that fails") << 1;
+        QTest::newRow("the first network tick") << 2;
+        QTest::newRow("a tick without a printer") << 0;
+        QTest::newRow("the window's end") << -1;
     }
 
-    void anOpenPrinterIsClosedWhenItIsLeft()
+    void anOpenPrinterIsClosedOnceWhenItIsLeft()
     {
-        QFETCH(int, event);
+        QFETCH(int, portType);
         Desk desk;
-        desk.Select(1, "");
+        desk.Select(1);
         desk.Tick();
         fakeUsb.Calls();
-        desk.window->m_nPortType = 5 - event; // 3: none; 2: network
-        if (event == 0)
+        desk.Select(portType);
+        if (portType == 1)
             desk.window->GetPrinterInfoByCommand();
-        else if (event == 1)
-            desk.window.reset();
-        else
+        else if (portType >= 0)
             desk.Tick();
-        QCOMPARE(fakeUsb.Calls(), QString(kClose));
         desk.window.reset();
-        QCOMPARE(fakeUsb.Calls(), QString()); // closed once
+        QCOMPARE(fakeUsb.Calls(), kClose);
         QCOMPARE(fakeUsb.alive, 0);
     }
 };
