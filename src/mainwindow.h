@@ -19,7 +19,7 @@ struct libusb_device_handle;
 ///
 /// Everything runs on the GUI thread. Three slots drive it: the listing of the print queues, the
 /// selection of one of them, and the poll tick. Operations that can fail return 1 for success and
-/// -1 for failure; decoding never fails.
+/// -1 for failure, unless they say otherwise; decoding never fails.
 class MainWindow : public QMainWindow
 {
     Q_OBJECT
@@ -57,7 +57,8 @@ public:
     int GetPrinterStatus_net();
     /// Asks for the page counters and shows them.
     int GetPrinterPageNumber_net();
-    /// Asks for the hardware state block and shows its faults. Takes at least one second.
+    /// Asks for the hardware state block and shows its faults. Takes at least one second once the
+    /// request is sent.
     int GetPrinterDetailError_net();
 
     // --- Status decoding (statusdecoders.cpp), for both channels ---
@@ -142,7 +143,7 @@ private:
     /// PortType of the selected printer; set by the selection.
     int m_nPortType;
     /// 1 while the manual tray counts as open or empty; set by the tray decoders, cleared by
-    /// ParseHardwareState.
+    /// ParseHardwareState, within which it can be 2.
     int m_nManualTrayFlag;
     /// The same for the main tray.
     int m_nMainTrayFlag;

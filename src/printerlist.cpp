@@ -14,6 +14,7 @@
 
 #include <cstdio>
 #include <cstdlib>
+#include <fcntl.h>
 #include <poll.h>
 #include <sys/socket.h>
 #include <sys/wait.h>
@@ -45,7 +46,7 @@ struct Descriptor {
 
 /// Body of the process that keeps the command's pipe from filling up while the monitor waits for
 /// the command: reads `pipe` until `monitor` is shut down at its far end, then hands the first
-/// kCaptureSize bytes over. What a program left behind by the command goes on writing is dropped.
+/// kCaptureSize bytes over. What a program left behind by the command writes later is not read.
 [[noreturn]] void KeepOutput(int pipe, int monitor)
 {
     char kept[kCaptureSize];
@@ -85,6 +86,9 @@ bool CaptureQueues(char* output)
     const Descriptor saved(dup(STDOUT_FILENO));
     if (saved.fd < 0)
         return false;
+    // Neither of them is for the command, nor for what it may leave behind.
+    fcntl(readEnd.fd, F_SETFD, FD_CLOEXEC);
+    fcntl(saved.fd, F_SETFD, FD_CLOEXEC);
     const pid_t keeper = fork();
     if (keeper < 0)
         return false;
@@ -98,15 +102,16 @@ bool CaptureQueues(char* output)
         status = system(kListCommand); // NOLINT(cert-env33-c): a fixed text, found on the PATH
     shutdown(monitorEnd.fd, SHUT_WR);
     waitpid(keeper, nullptr, 0);
-    // What the keeper has kept stands ready; when that is nothing, the read fails without a wait.
+    // What the keeper has kept stands ready. When that is nothing the read fails, without a wait,
+    // and there is no output.
     if (status == 0 && read(monitorEnd.fd, output, kCaptureSize) < 0)
         output[0] = '\0';
     dup2(saved.fd, STDOUT_FILENO);
     return status == 0;
 }
 
-/// The model word, a pattern: the bytes of type.dat up to its first zero byte, or "ORIOLE" when
-/// that file is empty or cannot be opened for reading and writing.
+/// The model word, a pattern: the first bytes of type.dat, up to kModelWordSize or a zero byte; or
+/// "ORIOLE" when that file is empty or cannot be opened for reading and writing.
 QString ReadModelFilter()
 {
     QString filter("ORIOLE");

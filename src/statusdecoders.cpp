@@ -121,8 +121,10 @@ QString TextOfErrorCode(quint32 code)
     }
     const char* heading = kOtherError;
     for (const ErrorGroup& group : kErrorGroups) {
-        if (code >= group.first && code <= group.last)
+        if (code >= group.first && code <= group.last) {
             heading = group.heading;
+            break;
+        }
     }
     return heading == kSilent ? QString() : heading + QString::number(code) + " ";
 }

@@ -3,6 +3,8 @@
 
 #include "support.h"
 
+#include <malloc.h>
+
 namespace
 {
 QStringList debugLines;
@@ -66,4 +68,22 @@ QString Desk::Rows() const
     for (int i = 0; i < window->m_pModel->rowCount(); ++i)
         rows += window->m_pModel->item(i, 0)->text() + ">" + window->m_pModel->item(i, 1)->text();
     return rows.join("|");
+}
+
+void Soak(const std::function<void()>& round)
+{
+    const QDir descriptors("/proc/self/fd");
+    const int rounds = qEnvironmentVariable("SOAK_ROUNDS", "50").toInt();
+    size_t heap = 0;
+    int open = 0;
+    for (int i = -20; i < rounds; ++i) { // the first ones fill caches
+        if (i == 0) {
+            heap = mallinfo2().uordblks;
+            open = descriptors.entryList(QDir::System).size();
+        }
+        round();
+        DebugLines();
+    }
+    QCOMPARE(descriptors.entryList(QDir::System).size(), open);
+    QVERIFY(mallinfo2().uordblks < heap + 16384);
 }

@@ -15,6 +15,8 @@
 #include <QTimer>
 #include <QtTest>
 
+#include <functional>
+
 /// Adds the columns of a _data function; its rows are added as usual.
 template <typename... Types>
 void Columns(const std::array<const char*, sizeof...(Types)>& names)
@@ -43,6 +45,10 @@ public:
     QTemporaryDir directory;
     std::unique_ptr<MainWindow> window;
 };
+
+/// Repeats `round`, $SOAK_ROUNDS times or a few, and verifies that no descriptor and no memory is
+/// kept from round to round.
+void Soak(const std::function<void()>& round);
 
 const char kOffline[] = "离线 |||||";
 

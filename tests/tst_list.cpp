@@ -140,16 +140,17 @@ private slots:
         }
     }
 
-    void aProgramLeftBehindIsNotWaitedFor()
+    void aProgramLeftBehindIsNotWaitedForAndGetsNoDescriptor()
     {
-        for (const QByteArray deed : {"sleep 0.1", "echo"}) {
-            Desk desk("echo 'a ORIOLE'; (trap '' PIPE; until [ -e stop ]; do " + deed +
-                      "; done; touch ended) 2>/dev/null &");
-            QCOMPARE(desk.Rows(), QString("ORIOLE>"));
-            QVERIFY(!QFile::exists("ended"));
-            desk.WriteFile("stop", "");
-            QTRY_VERIFY(QFile::exists("ended"));
-        }
+        Desk desk("echo 'a ORIOLE'; (until [ -e stop ]; do sleep 0.1; done; touch ended) 2>&0 &");
+        QCOMPARE(desk.Rows(), QString("ORIOLE>"));
+        QVERIFY(!QFile::exists("ended"));
+        desk.WriteFile("stop", "");
+        // One that writes is ended by that, since the pipe has no other reader any more.
+        desk.SetLpstat("echo 'a ORIOLE'; (timeout 60 yes; touch broken) 2>&0 &");
+        desk.window->GetPrinterInfoByCommand();
+        QVERIFY(!desk.Rows().isEmpty());
+        QTRY_VERIFY(QFile::exists("ended") && QFile::exists("broken"));
     }
 
     void runningOutOfDescriptorsFailsAndLeavesStandardOutput()
@@ -214,6 +215,16 @@ private slots:
         const QPointer<QStandardItemModel> model(window.m_pModel);
         desk.window.reset();
         QVERIFY(timer.isNull() && model.isNull());
+    }
+    void soak()
+    {
+        Desk desk;
+        int listing = 0;
+        Soak([&desk, &listing] {
+            desk.SetLpstat(++listing % 2 == 0 ? "exit 1" : kUsb + kSocket);
+            desk.window->GetPrinterInfoByCommand();
+        });
+        QCOMPARE(desk.Rows(), kBothRows);
     }
 };
 

@@ -235,6 +235,17 @@ private slots:
         peer.desk.window.reset();
         QCOMPARE(fcntl(socket, F_GETFL), -1);
     }
+    void soak()
+    {
+        Peer peer;
+        strcpy(peer.window.m_szModelName, "ORIOLE");
+        Soak([&peer] {
+            peer.Answer({kState, kCounters, kDetail});
+            peer.desk.Tick();
+            peer.Requests();
+        });
+        QCOMPARE(peer.desk.Shown(), kShown);
+    }
 };
 
 QTEST_MAIN(NetworkTest)

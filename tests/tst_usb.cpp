@@ -153,6 +153,18 @@ private slots:
         QCOMPARE(fakeUsb.Calls(), kClose);
         QCOMPARE(fakeUsb.alive, 0);
     }
+    void soak()
+    {
+        Desk desk;
+        desk.Select(1);
+        fakeUsb.answers = kAnswers;
+        Soak([&desk] {
+            desk.Tick();
+            fakeUsb.calls.clear();
+        });
+        desk.window.reset();
+        QCOMPARE(fakeUsb.alive, 0);
+    }
 };
 
 QTEST_MAIN(UsbTest)
