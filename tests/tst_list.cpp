@@ -142,12 +142,13 @@ private slots:
 
     void aProgramLeftBehindIsNotWaitedForAndGetsNoDescriptor()
     {
-        Desk desk("echo 'a ORIOLE'; (until [ -e stop ]; do sleep 0.1; done; touch ended) 2>&0 &");
+        Desk desk(
+            "echo 'a ORIOLE'; (until [ -e stop ]; do sleep 0.1; done; touch ended) 2>/dev/null &");
         QCOMPARE(desk.Rows(), QString("ORIOLE>"));
         QVERIFY(!QFile::exists("ended"));
         desk.WriteFile("stop", "");
         // One that writes is ended by that, since the pipe has no other reader any more.
-        desk.SetLpstat("echo 'a ORIOLE'; (timeout 60 yes; touch broken) 2>&0 &");
+        desk.SetLpstat("echo 'a ORIOLE'; (timeout 60 yes; touch broken) 2>/dev/null &");
         desk.window->GetPrinterInfoByCommand();
         QVERIFY(!desk.Rows().isEmpty());
         QTRY_VERIFY(QFile::exists("ended") && QFile::exists("broken"));

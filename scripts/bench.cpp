@@ -1,0 +1,169 @@
+// SPDX-FileCopyrightText: The oriole-monitor authors
+// SPDX-License-Identifier: MIT
+
+// What scripts/bench runs. Each mode prints one number, or a number and the peak memory in KiB.
+
+#include "mainwindow.h"
+#include "ui_mainwindow.h"
+
+#ifdef BENCH_FAKE_USB
+#include "fakes.h"
+#endif
+
+#include <QApplication>
+#include <QElapsedTimer>
+#include <QFile>
+#include <QWindow>
+
+#include <algorithm>
+#include <arpa/inet.h>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <ctime>
+#include <sys/resource.h>
+#include <unistd.h>
+
+namespace
+{
+
+double Seconds(clockid_t clock)
+{
+    timespec now;
+    clock_gettime(clock, &now);
+    return static_cast<double>(now.tv_sec) + static_cast<double>(now.tv_nsec) * 1e-9;
+}
+
+/// Ends the program when the window is first exposed; prints the time since `start`.
+class FirstExposure : public QObject
+{
+public:
+    explicit FirstExposure(double start) : m_start(start) {}
+    bool eventFilter(QObject*, QEvent* event) override
+    {
+        if (event->type() == QEvent::Expose) {
+            rusage usage;
+            getrusage(RUSAGE_SELF, &usage);
+            printf("%.1f %ld\n", (Seconds(CLOCK_REALTIME) - m_start) * 1e3, usage.ru_maxrss);
+            fflush(stdout);
+            _exit(EXIT_SUCCESS);
+        }
+        return false;
+    }
+
+private:
+    double m_start;
+};
+
+/// Milliseconds from `start` (s since 1970) until `window` is on the screen.
+[[noreturn]] void Start(QMainWindow& window, const char* start)
+{
+    FirstExposure exposure(atof(start));
+    window.show();
+    window.windowHandle()->installEventFilter(&exposure);
+    QApplication::exec();
+    abort();
+}
+
+/// Processor time in ms of one call of `tick`: the median of some.
+template <typename Tick>
+void PrintCost(Tick tick)
+{
+    std::vector<double> costs;
+    for (int i = 0; i < 15; ++i) {
+        const double before = Seconds(CLOCK_PROCESS_CPUTIME_ID);
+        tick();
+        costs.push_back((Seconds(CLOCK_PROCESS_CPUTIME_ID) - before) * 1e3);
+        QApplication::processEvents();
+    }
+    std::sort(costs.begin(), costs.end());
+    printf("%.3f\n", costs[costs.size() / 2]);
+}
+
+/// A network tick whose answers are there before it asks, so that no wait is counted.
+void NetworkTick(MainWindow& window)
+{
+    const QByteArray answers[] = {
+        QByteArray::fromHex("C200071401 04 00"),
+        QByteArray::fromHex("C200161301 0001E240 00000000 00000002 00000003 00"),
+        QByteArray::fromHex("C200141201 00000000 0100 0E00030000000100 00")};
+    sockaddr_in address = {AF_INET, 0, {htonl(INADDR_LOOPBACK)}, {}};
+    socklen_t size = sizeof address;
+    window.m_nPortType = MainWindow::kNetworkPort;
+    window.m_strPrinterIp = "127.0.0.1";
+    window.OntimerOut();
+    bind(window.m_nSocket, reinterpret_cast<sockaddr*>(&address), size);
+    getsockname(window.m_nSocket, reinterpret_cast<sockaddr*>(&address), &size);
+    strcpy(window.m_szModelName, "ORIOLE");
+    const int printer = socket(AF_INET, SOCK_DGRAM, 0);
+    PrintCost([&] {
+        for (const QByteArray& answer : answers)
+            sendto(printer, answer.constData(), answer.size(), 0,
+                   reinterpret_cast<const sockaddr*>(&address), sizeof address);
+        window.OntimerOut();
+    });
+    close(printer);
+}
+
+/// The tick that reads a USB printer whose answers cost nothing.
+void UsbTick(MainWindow& window)
+{
+#ifdef BENCH_FAKE_USB
+    fakeUsb.answers = {{17, "ORIOLE"},
+                       {51, QByteArray::fromHex("0001E240 00000000 00000002 00000003")},
+                       {68, "\x04"},
+                       {0, QByteArray::fromHex("00000000 0100 0E00030000000100")}};
+#endif
+    window.m_nPortType = MainWindow::kUsbPort;
+    PrintCost([&window] {
+        if (!window.m_pUsbHandle)
+            window.GetUsbPrinterHandle();
+        window.OntimerOut();
+    });
+}
+
+/// Seconds from a change of the printer's state, which goes to `commands`, to its text: the mean.
+void Change(const MainWindow& window, const char* commands)
+{
+    QFile file(commands);
+    file.open(QFile::WriteOnly | QFile::Unbuffered);
+    double sum = 0;
+    const int changes = 8;
+    for (int i = -1; i < changes; ++i) { // the first one waits for the printer to be shown
+        QElapsedTimer elapsed;
+        for (elapsed.start(); elapsed.elapsed() < i * 700;) // at another moment of the poll
+            QApplication::processEvents(QEventLoop::AllEvents, 10);
+        const QString text = i % 2 == 0 ? "打印中" : "空闲";
+        file.write(i % 2 == 0 ? "state 2\n" : "state 4\n");
+        elapsed.start();
+        while (window.ui->PrinterStatus->text() != text && elapsed.elapsed() < 60000)
+            QApplication::processEvents(QEventLoop::AllEvents, 10);
+        sum += i < 0 ? 0 : static_cast<double>(elapsed.elapsed()) / 1e3;
+    }
+    printf("%.1f\n", sum / changes);
+}
+
+} // namespace
+
+int main(int argc, char* argv[])
+{
+    QApplication application(argc, argv);
+    const QByteArray mode = argv[1];
+    if (mode == "bare") {
+        QMainWindow window;
+        Ui_MainWindow().setupUi(&window);
+        if (system("lpstat -v >/dev/null") != 0)
+            return EXIT_FAILURE;
+        Start(window, argv[2]);
+    }
+    MainWindow window(nullptr);
+    if (mode == "monitor")
+        Start(window, argv[2]);
+    if (mode == "network-tick")
+        NetworkTick(window);
+    else if (mode == "usb-tick")
+        UsbTick(window);
+    else
+        Change(window, argv[2]);
+    return EXIT_SUCCESS;
+}
