@@ -13,6 +13,7 @@
 #include <QApplication>
 #include <QElapsedTimer>
 #include <QFile>
+#include <QTimer>
 #include <QWindow>
 
 #include <algorithm>
@@ -65,7 +66,7 @@ private:
     abort();
 }
 
-/// Processor time in ms of one call of `tick`: the median of some.
+/// Processor time in ms of one call of `tick` and of showing what it changed: the median of some.
 template <typename Tick>
 void PrintCost(Tick tick)
 {
@@ -73,8 +74,8 @@ void PrintCost(Tick tick)
     for (int i = 0; i < 15; ++i) {
         const double before = Seconds(CLOCK_PROCESS_CPUTIME_ID);
         tick();
-        costs.push_back((Seconds(CLOCK_PROCESS_CPUTIME_ID) - before) * 1e3);
         QApplication::processEvents();
+        costs.push_back((Seconds(CLOCK_PROCESS_CPUTIME_ID) - before) * 1e3);
     }
     std::sort(costs.begin(), costs.end());
     printf("%.3f\n", costs[costs.size() / 2]);
@@ -83,7 +84,7 @@ void PrintCost(Tick tick)
 /// A network tick whose answers are there before it asks, so that no wait is counted.
 void NetworkTick(MainWindow& window)
 {
-    const QByteArray answers[] = {
+    QByteArray answers[] = {
         QByteArray::fromHex("C200071401 04 00"),
         QByteArray::fromHex("C200161301 0001E240 00000000 00000002 00000003 00"),
         QByteArray::fromHex("C200141201 00000000 0100 0E00030000000100 00")};
@@ -96,7 +97,8 @@ void NetworkTick(MainWindow& window)
     getsockname(window.m_nSocket, reinterpret_cast<sockaddr*>(&address), &size);
     strcpy(window.m_szModelName, "ORIOLE");
     const int printer = socket(AF_INET, SOCK_DGRAM, 0);
-    PrintCost([&] {
+    PrintCost(window, [&] {
+        ++answers[1].data()[8]; // another page has been printed
         for (const QByteArray& answer : answers)
             sendto(printer, answer.constData(), answer.size(), 0,
                    reinterpret_cast<const sockaddr*>(&address), sizeof address);
@@ -115,7 +117,10 @@ void UsbTick(MainWindow& window)
                        {0, QByteArray::fromHex("00000000 0100 0E00030000000100")}};
 #endif
     window.m_nPortType = MainWindow::kUsbPort;
-    PrintCost([&window] {
+    PrintCost(window, [&window] {
+#ifdef BENCH_FAKE_USB
+        ++fakeUsb.answers[51].data()[3];
+#endif
         if (!window.m_pUsbHandle)
             window.GetUsbPrinterHandle();
         window.OntimerOut();
