@@ -99,7 +99,7 @@ bool CaptureQueues(char* output)
 
     int status = -1;
     if (dup2(writeEnd.fd, STDOUT_FILENO) >= 0)
-        status = system(kListCommand); // NOLINT(cert-env33-c): a fixed text, found on the PATH
+        status = system(kListCommand);
     shutdown(monitorEnd.fd, SHUT_WR);
     waitpid(keeper, nullptr, 0);
     // What the keeper has kept stands ready. When that is nothing the read fails, without a wait,

@@ -63,15 +63,15 @@ void List(QByteArray input)
 }
 } // namespace
 
-extern "C" ssize_t sendto(int, const void*, size_t size, int, const sockaddr*, socklen_t)
+extern "C" ssize_t sendto(int, const void*, size_t n, int, const sockaddr*, socklen_t)
 {
-    return static_cast<ssize_t>(size);
+    return static_cast<ssize_t>(n);
 }
 
-extern "C" ssize_t recvfrom(int, void* buffer, size_t size, int, sockaddr*, socklen_t*)
+extern "C" ssize_t recvfrom(int, void* buf, size_t n, int, sockaddr*, socklen_t*)
 {
-    const size_t got = std::min(size, size_t(received.size()));
-    memcpy(buffer, received.constData(), got);
+    const size_t got = std::min(n, size_t(received.size()));
+    memcpy(buf, received.constData(), got);
     return static_cast<ssize_t>(got);
 }
 
@@ -83,8 +83,9 @@ extern "C" int system(const char*)
 extern "C" int LLVMFuzzerInitialize(int* argc, char*** argv)
 {
     qputenv("QT_QPA_PLATFORM", "offscreen");
-    new QApplication(*argc, *argv);
-    desk = new Desk;
+    static QApplication application(*argc, *argv);
+    static Desk theDesk;
+    desk = &theDesk;
     target = std::map<QByteArray, void (*)(QByteArray)>{
         {"Answer", Answer}, {"Block", Block}, {"List", List}}[qgetenv("FUZZ_TARGET")];
     return 0;
