@@ -1,4 +1,3 @@
-// SPDX-FileCopyrightText: The oriole-monitor authors
 // SPDX-License-Identifier: MIT
 
 // What scripts/bench runs. Each mode prints one number, or a number and the peak memory in KiB.
@@ -7,7 +6,7 @@
 #include "ui_mainwindow.h"
 
 #ifdef BENCH_FAKE_USB
-#include "fakes.h"
+#include "support.h"
 #endif
 
 #include <QApplication>

@@ -1,4 +1,3 @@
-// SPDX-FileCopyrightText: The oriole-monitor authors
 // SPDX-License-Identifier: MIT
 
 // Simulated printers on the network and on a USB bus of their own, driven from standard input.

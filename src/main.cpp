@@ -1,4 +1,3 @@
-// SPDX-FileCopyrightText: The oriole-monitor authors
 // SPDX-License-Identifier: MIT
 
 #include "mainwindow.h"

@@ -1,4 +1,3 @@
-// SPDX-FileCopyrightText: The oriole-monitor authors
 // SPDX-License-Identifier: MIT
 
 // The network channel: UDP request frames to the printer's command port, and the four queries.

@@ -1,4 +1,3 @@
-// SPDX-FileCopyrightText: The oriole-monitor authors
 // SPDX-License-Identifier: MIT
 
 // The poll tick: reads the selected printer over its channel and shows what it answered.

@@ -1,9 +1,6 @@
-// SPDX-FileCopyrightText: The oriole-monitor authors
 // SPDX-License-Identifier: MIT
 
 #include "support.h"
-
-#include <malloc.h>
 
 namespace
 {
@@ -12,13 +9,12 @@ QStringList debugLines;
 void Collect(QtMsgType, const QMessageLogContext&, const QString& line) { debugLines += line; }
 } // namespace
 
-QStringList DebugLines() { return std::exchange(debugLines, QStringList()); }
+QString DebugLines() { return std::exchange(debugLines, QStringList()).join("|"); }
 
 Desk::Desk(const QByteArray& lpstatScript)
 {
     static const QByteArray path = qgetenv("PATH");
-    static const QtMessageHandler before = qInstallMessageHandler(Collect);
-    Q_UNUSED(before)
+    qInstallMessageHandler(Collect);
     QDir::setCurrent(directory.path());
     qputenv("PATH", QFile::encodeName(directory.path()) + ":" + path);
     SetLpstat(lpstatScript);
@@ -40,13 +36,13 @@ void Desk::WriteFile(const QString& name, const QByteArray& content)
     file.write(content);
 }
 
-void Desk::Select(int portType, const QString& address)
+void Desk::Select(int portType, const QString& address) const
 {
     window->m_nPortType = portType;
     window->m_strPrinterIp = address;
 }
 
-void Desk::Tick(int times)
+void Desk::Tick(int times) const
 {
     for (int i = 0; i < times; ++i)
         window->OntimerOut();
@@ -68,22 +64,4 @@ QString Desk::Rows() const
     for (int i = 0; i < window->m_pModel->rowCount(); ++i)
         rows += window->m_pModel->item(i, 0)->text() + ">" + window->m_pModel->item(i, 1)->text();
     return rows.join("|");
-}
-
-void Soak(const std::function<void()>& round)
-{
-    const QDir descriptors("/proc/self/fd");
-    const int rounds = qEnvironmentVariable("SOAK_ROUNDS", "50").toInt();
-    size_t heap = 0;
-    int open = 0;
-    for (int i = -20; i < rounds; ++i) { // the first ones fill caches
-        if (i == 0) {
-            heap = mallinfo2().uordblks;
-            open = descriptors.entryList(QDir::System).size();
-        }
-        round();
-        DebugLines();
-    }
-    QCOMPARE(descriptors.entryList(QDir::System).size(), open);
-    QVERIFY(mallinfo2().uordblks < heap + 16384);
 }

@@ -1,8 +1,7 @@
-// SPDX-FileCopyrightText: The oriole-monitor authors
 // SPDX-License-Identifier: MIT
 
-// A window on a desk of its own. The tests are built without access control: they call the slots
-// and set the members as the event loop and the printers would.
+// What the tests share. They are built without access control: they call the slots and set the
+// members as the event loop and the printers would.
 
 #ifndef SUPPORT_H
 #define SUPPORT_H
@@ -15,9 +14,7 @@
 #include <QTimer>
 #include <QtTest>
 
-#include <functional>
-
-/// Adds the columns of a _data function; its rows are added as usual.
+/// Adds the columns of a _data function.
 template <typename... Types>
 void Columns(const std::array<const char*, sizeof...(Types)>& names)
 {
@@ -25,18 +22,16 @@ void Columns(const std::array<const char*, sizeof...(Types)>& names)
     (QTest::addColumn<Types>(names[i++]), ...);
 }
 
-/// Lines written to the debug output since the last call.
-QStringList DebugLines();
+/// Lines written to the debug output since the last call, with "|" between them.
+QString DebugLines();
 
-/// A fresh working directory with an `lpstat` on the PATH, and a window in it.
-class Desk
-{
-public:
+/// A window in a fresh working directory with an `lpstat` on the PATH.
+struct Desk {
     explicit Desk(const QByteArray& lpstatScript = "exit 1");
-    void SetLpstat(const QByteArray& script);
-    void WriteFile(const QString& name, const QByteArray& content);
-    void Select(int portType, const QString& address = QString());
-    void Tick(int times = 1);
+    static void SetLpstat(const QByteArray& script);
+    static void WriteFile(const QString& name, const QByteArray& content);
+    void Select(int portType, const QString& address = QString()) const;
+    void Tick(int times = 1) const;
     /// Status, model, engine, drum and toner counts, error text, with "|" between them.
     QString Shown() const;
     /// The rows of the printer table as "name>port", with "|" between them.
@@ -46,10 +41,26 @@ public:
     std::unique_ptr<MainWindow> window;
 };
 
-/// Repeats `round`, $SOAK_ROUNDS times or a few, and verifies that no descriptor and no memory is
-/// kept from round to round.
-void Soak(const std::function<void()>& round);
+const QString kOffline = "离线 |||||";
 
-const char kOffline[] = "离线 |||||";
+// Stand-ins for libusb, time() and sleep(), of the tests that are linked with fakes.cpp.
+
+struct FakeUsb {
+    std::map<int, QByteArray> answers; ///< by request; a request without one fails
+    QString fails;                     ///< the call that fails: "init", "list" or "open"
+    QStringList calls;                 ///< since the last Calls(), with their arguments
+    int alive = 0;                     ///< contexts, handles and lists that are not yet released
+
+    QString Calls() { return std::exchange(calls, QStringList()).join(", "); }
+};
+extern FakeUsb fakeUsb;
+
+/// A clock that moves on by `step` seconds each time that it is read, and never waits.
+struct FakeClock {
+    int step = 1;
+    int reads = 0;
+    unsigned int slept = 0; ///< s
+};
+extern FakeClock fakeClock;
 
 #endif // SUPPORT_H

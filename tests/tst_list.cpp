@@ -1,4 +1,3 @@
-// SPDX-FileCopyrightText: The oriole-monitor authors
 // SPDX-License-Identifier: MIT
 
 #include "support.h"
@@ -25,7 +24,7 @@ private slots:
         Desk desk(kUsb + kOther + kSocket);
         const QTableView& table = *desk.window->ui->tableView;
         QCOMPARE(desk.Rows(), kBothRows);
-        QCOMPARE(desk.Shown(), QString(kOffline));
+        QCOMPARE(desk.Shown(), kOffline);
         QCOMPARE(desk.window->m_pModel->headerData(0, Qt::Horizontal), QVariant("打印机名称"));
         QCOMPARE(desk.window->m_pModel->headerData(1, Qt::Horizontal), QVariant("打印端口"));
         QCOMPARE(table.editTriggers(), QAbstractItemView::NoEditTriggers);
@@ -100,8 +99,8 @@ private slots:
         desk.WriteFile("type.dat", content);
         desk.window->GetPrinterInfoByCommand();
         QTEST(desk.Rows(), "rows");
-        // The filter, and then the address of the selected row.
-        QCOMPARE(DebugLines().size(), content.isEmpty() ? 1 : 2);
+        // The filter, before the address of the selected row.
+        QCOMPARE(DebugLines().contains('|'), !content.isEmpty());
     }
 
     void listsGrowShrinkAndFail()
@@ -192,40 +191,28 @@ private slots:
     {
         QFETCH(int, row);
         QFETCH(int, column);
-        Desk desk(kUsb + kSocket + "echo 'a ORIOLE_W socket://usbprinter.local'");
+        Desk desk(kUsb + kSocket + "echo 'a ORIOLE_W'");
         MainWindow& window = *desk.window;
-        window.m_pModel->setItem(2, 1, new QStandardItem("usbprinter.local"));
+        window.m_pModel->item(2, 1)->setText("usbprinter.local");
         desk.Select(5, "kept");
         for (QLineEdit* field : window.findChildren<QLineEdit*>())
             field->setText("old");
         window.ui->DetailError->setText("old");
-        QPointer<QTimer> timer(window.m_pTimer);
+        const QPointer<QTimer> before(window.m_pTimer);
         const QRect cell = window.ui->tableView->visualRect(window.m_pModel->index(row, column));
-        QTest::mouseClick(window.ui->tableView->viewport(), Qt::LeftButton, Qt::NoModifier,
-                          cell.center());
+        QTest::mouseClick(window.ui->tableView->viewport(), Qt::LeftButton, {}, cell.center());
         QTEST(window.m_nPortType, "portType");
         QTEST(window.m_strPrinterIp, "address");
-        QCOMPARE(DebugLines(), QStringList("\"127.0.0.31\"").mid(window.m_nPortType == 1 ? 1 : 0));
-        QCOMPARE(desk.Shown(), QString(kOffline));
-        QVERIFY(timer.isNull()); // replaced
-        timer = window.m_pTimer;
-        QVERIFY(timer->isActive() && !timer->isSingleShot() && !timer->parent());
+        QCOMPARE(DebugLines(), QString(row == 1 ? "\"127.0.0.31\"" : ""));
+        QCOMPARE(desk.Shown(), kOffline);
+        const QPointer<QTimer> timer(window.m_pTimer);
+        const QPointer<QStandardItemModel> model(window.m_pModel);
+        QVERIFY(before.isNull() && timer->isActive() && !timer->isSingleShot());
         QCOMPARE(timer->interval(), 2000);
         QCOMPARE(timer->timerId(), window.m_nTimerId);
         QCOMPARE(timer->receivers(SIGNAL(timeout())), 1);
-        const QPointer<QStandardItemModel> model(window.m_pModel);
         desk.window.reset();
         QVERIFY(timer.isNull() && model.isNull());
-    }
-    void soak()
-    {
-        Desk desk;
-        int listing = 0;
-        Soak([&desk, &listing] {
-            desk.SetLpstat(++listing % 2 == 0 ? "exit 1" : kUsb + kSocket);
-            desk.window->GetPrinterInfoByCommand();
-        });
-        QCOMPARE(desk.Rows(), kBothRows);
     }
 };
 

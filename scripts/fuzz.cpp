@@ -1,9 +1,7 @@
-// SPDX-FileCopyrightText: The oriole-monitor authors
 // SPDX-License-Identifier: MIT
 
 // Fuzz targets: $FUZZ_TARGET names the one to run, "Answer", "Block" or "List".
 
-#include "fakes.h"
 #include "support.h"
 
 #include <sys/socket.h>
@@ -11,7 +9,7 @@
 
 namespace
 {
-void (*target)(QByteArray);
+void (*target)(const QByteArray&);
 QByteArray received; // what the printer answers, or the command writes
 
 Desk* desk;
@@ -23,7 +21,7 @@ MainWindow& Window()
 }
 
 /// A hardware state block in a buffer of its size.
-void Block(QByteArray input)
+void Block(const QByteArray& input)
 {
     std::vector<unsigned char> exact(input.begin(), input.end());
     Window().ParseHardwareState(exact.data(), int(exact.size()));
@@ -32,7 +30,7 @@ void Block(QByteArray input)
 }
 
 /// Byte 0 selects a query, the rest is its answer.
-void Answer(QByteArray input)
+void Answer(const QByteArray& input)
 {
     MainWindow& window = Window();
     received = input.mid(1);
@@ -48,7 +46,7 @@ void Answer(QByteArray input)
 
 /// type.dat, a byte of 255, and the output of lpstat. A counted repeat in a pattern may cost any
 /// amount of memory, which is the matter of who writes it: there are no braces in these.
-void List(QByteArray input)
+void List(const QByteArray& input)
 {
     MainWindow& window = Window();
     const int end = input.indexOf('\xFF');
@@ -80,13 +78,14 @@ extern "C" int system(const char*)
     return write(STDOUT_FILENO, received.constData(), received.size()) == received.size() ? 0 : 1;
 }
 
+// NOLINTNEXTLINE(readability-non-const-parameter): libFuzzer gives it so
 extern "C" int LLVMFuzzerInitialize(int* argc, char*** argv)
 {
     qputenv("QT_QPA_PLATFORM", "offscreen");
     static QApplication application(*argc, *argv);
     static Desk theDesk;
     desk = &theDesk;
-    target = std::map<QByteArray, void (*)(QByteArray)>{
+    target = std::map<QByteArray, void (*)(const QByteArray&)>{
         {"Answer", Answer}, {"Block", Block}, {"List", List}}[qgetenv("FUZZ_TARGET")];
     return 0;
 }
