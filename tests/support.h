@@ -16,8 +16,7 @@
 
 /// Adds the columns of a _data function.
 template <typename... Types>
-void Columns(const std::array<const char*, sizeof...(Types)>& names)
-{
+void Columns(const std::array<const char*, sizeof...(Types)>& names) {
     size_t i = 0;
     (QTest::addColumn<Types>(names[i++]), ...);
 }
@@ -28,8 +27,8 @@ QString DebugLines();
 /// A window in a fresh working directory with an `lpstat` on the PATH.
 struct Desk {
     explicit Desk(const QByteArray& lpstatScript = "exit 1");
-    static void SetLpstat(const QByteArray& script);
-    static void WriteFile(const QString& name, const QByteArray& content);
+    void SetLpstat(const QByteArray& script);
+    void WriteFile(const QString& name, const QByteArray& content);
     void Select(int portType, const QString& address = QString()) const;
     void Tick(int times = 1) const;
     /// Status, model, engine, drum and toner counts, error text, with "|" between them.

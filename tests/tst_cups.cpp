@@ -6,20 +6,17 @@
 
 #include <csignal>
 
-class CupsTest : public QObject
-{
+class CupsTest : public QObject {
     Q_OBJECT
 
 private slots:
-    void queuesAreListedInEveryLanguageUntilTheLastIsGone()
-    {
+    void queuesAreListedInEveryLanguageUntilTheLastIsGone() {
         Desk desk;
         QFile::remove("lpstat");
         const QStringList queues = {
             "ORIOLE -E -v usb://Generic/LP?serial=1", "ORIOLE_2F -E -v socket://127.0.0.1:9100",
             "Plain -E -v socket://127.0.0.1:9101", "Second -E -v ipp://127.0.0.1/ORIOLE"};
-        for (const QString& queue : queues)
-            QCOMPARE(system(("lpadmin -p " + queue).toLocal8Bit()), 0);
+        for (const QString& queue : queues) QCOMPARE(system(("lpadmin -p " + queue).toLocal8Bit()), 0);
         for (const char* locale : {"C", "zh_CN.UTF-8"}) {
             qputenv("LC_ALL", locale);
             desk.window->m_pModel->removeRows(0, 9);
@@ -28,8 +25,7 @@ private slots:
         }
         QCOMPARE(system("lpstat -v ORIOLE | grep -q '^用于 ORIOLE 的设备：usb://'"), 0);
 
-        for (const char* queue : {"ORIOLE", "Plain", "Second"})
-            system(QByteArray("lpadmin -x ") + queue);
+        for (const char* queue : {"ORIOLE", "Plain", "Second"}) system(QByteArray("lpadmin -x ") + queue);
         desk.window->GetPrinterInfoByCommand();
         QCOMPARE(desk.Rows(), QString("ORIOLE_2F>127.0.0.1"));
         // Without a queue, as without a server, lpstat fails, and the old rows stay.

@@ -5,34 +5,28 @@
 typedef QVector<QByteArray> Blocks;
 Q_DECLARE_METATYPE(Blocks)
 
-namespace
-{
+namespace {
 /// A status entry.
-QByteArray Entry(int id, int value, int count = 0, int type = 3)
-{
+QByteArray Entry(int id, int value, int count = 0, int type = 3) {
     const char bytes[] = {char(id), 'x', char(type), 'x', char(count), 'x', char(value), 'x'};
     return QByteArray(bytes, sizeof bytes);
 }
 
 /// A block of some entries, and the arrays right behind them.
-QByteArray Block(const QVector<QByteArray>& entries, const QByteArray& arrays = QByteArray())
-{
-    return QByteArray("xxxx") + char(entries.size()) + '\0' +
-           QByteArrayList(entries.toList()).join() + arrays;
+QByteArray Block(const QVector<QByteArray>& entries, const QByteArray& arrays = QByteArray()) {
+    return QByteArray("xxxx") + char(entries.size()) + '\0' + QByteArrayList(entries.toList()).join() +
+           arrays;
 }
 
 /// Elements with these states.
-QByteArray States(const QVector<int>& states)
-{
+QByteArray States(const QVector<int>& states) {
     QByteArray bytes;
-    for (const int state : states)
-        bytes += QByteArray(1, char(state)) + "\x01";
+    for (const int state : states) bytes += QByteArray(1, char(state)) + "\x01";
     return bytes;
 }
 
 /// What is shown of a block in a buffer of exactly its size.
-QString Parse(const Desk& desk, const QByteArray& block)
-{
+QString Parse(const Desk& desk, const QByteArray& block) {
     std::vector<unsigned char> exact(block.begin(), block.end());
     desk.window->ParseHardwareState(exact.data(), int(exact.size()));
     return desk.window->ui->DetailError->toPlainText();
@@ -42,13 +36,11 @@ const int kFirst = 14;  // where the arrays of a block with one entry begin
 const int kSecond = 22; // with two
 } // namespace
 
-class DecodersTest : public QObject
-{
+class DecodersTest : public QObject {
     Q_OBJECT
 
 private slots:
-    void everyStateHasItsText()
-    {
+    void everyStateHasItsText() {
         Desk desk;
         const QStringList known = {"热机中", "打印中", "错误", "空闲", "休眠", "作业取消中"};
         for (int code = 0; code < 256; ++code) {
@@ -57,8 +49,7 @@ private slots:
         }
     }
 
-    void everyIdentifierHasItsTestAndText()
-    {
+    void everyIdentifierHasItsTestAndText() {
         Desk desk;
         QString ones;
         QString twos;
@@ -67,16 +58,13 @@ private slots:
             twos += Parse(desk, Block({Entry(id, 2)}));
             QCOMPARE(Parse(desk, Block({Entry(id, 1, 0, 4)})), QString());
         }
-        QCOMPARE(ones,
-                 QString("MFP错误 双面单元错误 双面单元不存在 墨粉盒不存在 定影器不存在 未知错误 "
-                         "墨粉较少 定影器寿命将尽 主单元错误 传送卷错误 进纸器故障 废粉仓已满 "
-                         "硒鼓传感器故障 墨粉盒故障 硒鼓故障 硒鼓寿命已尽 "));
-        QCOMPARE(twos,
-                 QString("未知错误 进纸器故障 废粉仓已满 硒鼓传感器故障 硒鼓故障 硒鼓寿命已尽 "));
+        QCOMPARE(ones, QString("MFP错误 双面单元错误 双面单元不存在 墨粉盒不存在 定影器不存在 未知错误 "
+                               "墨粉较少 定影器寿命将尽 主单元错误 传送卷错误 进纸器故障 废粉仓已满 "
+                               "硒鼓传感器故障 墨粉盒故障 硒鼓故障 硒鼓寿命已尽 "));
+        QCOMPARE(twos, QString("未知错误 进纸器故障 废粉仓已满 硒鼓传感器故障 硒鼓故障 硒鼓寿命已尽 "));
     }
 
-    void everyElementHasItsText_data()
-    {
+    void everyElementHasItsText_data() {
         Columns<int, QString>({"id", "texts"});
         const QString jams = "手动纸盒卡纸 主纸盒卡纸 卡纸在Main Feed Sensor "
                              "卡纸在Main Feed Sensor和Spare Sensor之间 卡纸在Spare sensor "
@@ -94,8 +82,7 @@ private slots:
         QTest::newRow("tray error") << 28 << "手动纸盒错误 主纸盒错误 ";
     }
 
-    void everyElementHasItsText()
-    {
+    void everyElementHasItsText() {
         QFETCH(int, id);
         Desk desk;
         QString texts;
@@ -108,8 +95,7 @@ private slots:
         QTEST(Parse(desk, Block({Entry(id, kFirst, 20)}, States(QVector<int>(20, 1)))), "texts");
     }
 
-    void everyErrorCodeHasItsText()
-    {
+    void everyErrorCodeHasItsText() {
         Desk desk;
         QString fixed;
         QMap<QString, QString> begins; // by heading, the codes at which a run of it begins
@@ -128,15 +114,13 @@ private slots:
                 heading = now;
             }
         }
-        QCOMPARE(fixed,
-                 QString(" 多重进纸失败 自动选择纸盒缺纸  进纸失败   温度自动调节 "
-                         "印后纸张不匹配 缺粉 硒鼓不存在 硒鼓寿命将尽  硒鼓单元正在清理 "
-                         "硒鼓单元被改变 手动纸盒缺纸 主纸盒缺纸 自动选择纸盒缺纸  风扇错误  "
-                         "充电器线异常 打印机IP冲突 断网DHCP无响应 "));
+        QCOMPARE(fixed, QString(" 多重进纸失败 自动选择纸盒缺纸  进纸失败   温度自动调节 "
+                                "印后纸张不匹配 缺粉 硒鼓不存在 硒鼓寿命将尽  硒鼓单元正在清理 "
+                                "硒鼓单元被改变 手动纸盒缺纸 主纸盒缺纸 自动选择纸盒缺纸  风扇错误  "
+                                "充电器线异常 打印机IP冲突 断网DHCP无响应 "));
         const QMap<QString, QString> expected = {
             {"", "0 200030 200032 200036 200042 200044 200051 200054 200301 200324 "},
-            {"fixed",
-             "200000 200003 200031 200041 200043 200045 200080 200085 200090 205101 500000 "},
+            {"fixed", "200000 200003 200031 200041 200043 200045 200080 200085 200090 205101 500000 "},
             {"定影器错误:", "201600 201604 201607 201613 201615 201621 "},
             {"运行错误:", "201610 201650 201701 201711 201721 201730 300100 300200 302651 "},
             {"打印机故障:", "205000 "},
@@ -148,29 +132,24 @@ private slots:
         QCOMPARE(begins, expected);
     }
 
-    void blocksAreReadInOrderAndWithinTheirEnd_data()
-    {
+    void blocksAreReadInOrderAndWithinTheirEnd_data() {
         Columns<Blocks, QString>({"blocks", "shown"}); // of the last block
         const QByteArray toner = Entry(14, 1);
         const QByteArray mfp = Entry(0, 1);
         const QByteArray ones = States({1, 1, 1});
         const QByteArray cover = Block({Entry(9, kSecond, 3), mfp}, ones);
-        const QByteArray codes =
-            Block({Entry(34, kFirst, 5, 4)},
-                  QByteArray::fromHex("21A10700 22A10700 80130300 00000000 FFFFFFFF"));
-        QTest::newRow("in order") << Blocks{Block({toner, mfp, toner})}
-                                  << "墨粉较少 MFP错误 墨粉较少 ";
+        const QByteArray codes = Block({Entry(34, kFirst, 5, 4)},
+                                       QByteArray::fromHex("21A10700 22A10700 80130300 00000000 FFFFFFFF"));
+        QTest::newRow("in order") << Blocks{Block({toner, mfp, toner})} << "墨粉较少 MFP错误 墨粉较少 ";
         QTest::newRow("no entries") << Blocks{Block({})} << "";
         QTest::newRow("no bytes") << Blocks{""} << "";
         QTest::newRow("half a count") << Blocks{"12345"} << "";
-        QTest::newRow("count 256")
-            << Blocks{Block({toner}).replace(4, 2, "\0\1", 2)} << "墨粉较少 ";
+        QTest::newRow("count 256") << Blocks{Block({toner}).replace(4, 2, "\0\1", 2)} << "墨粉较少 ";
         QTest::newRow("cut entry") << Blocks{Block({toner, mfp}).left(21)} << "墨粉较少 ";
         QTest::newRow("array") << Blocks{cover} << "前盖打开 后盖打开 双面单元盖被打开 MFP错误 ";
         QTest::newRow("array cut") << Blocks{cover.left(27)} << "MFP错误 ";
         QTest::newRow("array outside") << Blocks{Block({Entry(6, 255, 255), mfp})} << "MFP错误 ";
-        QTest::newRow("codes") << Blocks{codes}
-                               << "断网DHCP无响应 定影器错误:201600 其他错误:4294967295 ";
+        QTest::newRow("codes") << Blocks{codes} << "断网DHCP无响应 定影器错误:201600 其他错误:4294967295 ";
         QTest::newRow("codes cut") << Blocks{codes.left(33)} << "";
         // The tray flags last through the next block.
         const QString both = "手动纸盒错误 主纸盒错误 ";
@@ -192,12 +171,10 @@ private slots:
         QTest::newRow("open, cut") << Blocks{Block({Entry(10, 255, 2), error}, ones)} << both;
     }
 
-    void blocksAreReadInOrderAndWithinTheirEnd()
-    {
+    void blocksAreReadInOrderAndWithinTheirEnd() {
         QFETCH(Blocks, blocks);
         Desk desk;
-        for (const QByteArray& block : blocks)
-            Parse(desk, block);
+        for (const QByteArray& block : blocks) Parse(desk, block);
         QTEST(desk.window->ui->DetailError->toPlainText(), "shown");
     }
 };

@@ -6,21 +6,18 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-namespace
-{
+namespace {
 const QByteArray kUsb = "echo 'device for ORIOLE: usb://Generic/ORIOLE?serial=0001'\n";
 const QByteArray kSocket = "echo 'device for ORIOLE_2F: socket://127.0.0.31:9100'\n";
 const QByteArray kOther = "echo 'device for Office_Laser: ipp://10.0.0.7/ipp/print'\n";
 const QString kBothRows = "ORIOLE>usb|ORIOLE_2F>127.0.0.31";
 } // namespace
 
-class ListTest : public QObject
-{
+class ListTest : public QObject {
     Q_OBJECT
 
 private slots:
-    void theWindowIsReadyBeforeItIsShown()
-    {
+    void theWindowIsReadyBeforeItIsShown() {
         Desk desk(kUsb + kOther + kSocket);
         const QTableView& table = *desk.window->ui->tableView;
         QCOMPARE(desk.Rows(), kBothRows);
@@ -33,8 +30,7 @@ private slots:
                  desk.window->metaObject()->methodOffset() + 2);
     }
 
-    void linesBecomeRows_data()
-    {
+    void linesBecomeRows_data() {
         Columns<QString, QString>({"line", "rows"});
         QTest::newRow("usb in a name") << "device for O_usb: socket://1.2.3.4:91/ORIOLE"
                                        << "O_usb>usb";
@@ -70,16 +66,14 @@ private slots:
                                    << "ORIOLE>";
     }
 
-    void linesBecomeRows()
-    {
+    void linesBecomeRows() {
         QFETCH(QString, line);
         Desk desk("printf '" + line.toUtf8() + "'");
         QTEST(desk.Rows(), "rows");
         QVERIFY(desk.window->m_nTimerId > 0);
     }
 
-    void typeDatHoldsAPattern_data()
-    {
+    void typeDatHoldsAPattern_data() {
         Columns<QByteArray, QString>({"content", "rows"});
         QTest::newRow("shorter than ORIOLE") << QByteArray("HE") << "HERON>";
         QTest::newRow("zero byte") << QByteArray("HERON\0XX", 8) << "HERON>";
@@ -90,8 +84,7 @@ private slots:
         QTest::newRow("empty") << QByteArray("") << "ORIOLE>";
     }
 
-    void typeDatHoldsAPattern()
-    {
+    void typeDatHoldsAPattern() {
         QFETCH(QByteArray, content);
         Desk desk("for w in ORIOLE HERON " + QByteArray(64, 'x') + "; do echo \"a $w\"; done");
         QCOMPARE(desk.Rows(), QString("ORIOLE>"));
@@ -103,8 +96,7 @@ private slots:
         QCOMPARE(DebugLines().contains('|'), !content.isEmpty());
     }
 
-    void listsGrowShrinkAndFail()
-    {
+    void listsGrowShrinkAndFail() {
         Desk desk; // whose first listing fails
         const MainWindow& window = *desk.window;
         QTableView* table = window.ui->tableView;
@@ -139,10 +131,8 @@ private slots:
         }
     }
 
-    void aProgramLeftBehindIsNotWaitedForAndGetsNoDescriptor()
-    {
-        Desk desk(
-            "echo 'a ORIOLE'; (until [ -e stop ]; do sleep 0.1; done; touch ended) 2>/dev/null &");
+    void aProgramLeftBehindIsNotWaitedForAndGetsNoDescriptor() {
+        Desk desk("echo 'a ORIOLE'; (until [ -e stop ]; do sleep 0.1; done; touch ended) 2>/dev/null &");
         QCOMPARE(desk.Rows(), QString("ORIOLE>"));
         QVERIFY(!QFile::exists("ended"));
         desk.WriteFile("stop", "");
@@ -153,8 +143,7 @@ private slots:
         QTRY_VERIFY(QFile::exists("ended") && QFile::exists("broken"));
     }
 
-    void runningOutOfDescriptorsFailsAndLeavesStandardOutput()
-    {
+    void runningOutOfDescriptorsFailsAndLeavesStandardOutput() {
         Desk desk(kUsb);
         struct stat before;
         struct stat after;
@@ -178,8 +167,7 @@ private slots:
         QCOMPARE(after.st_ino, before.st_ino);
     }
 
-    void aClickSelectsItsRow_data()
-    {
+    void aClickSelectsItsRow_data() {
         Columns<int, int, int, QString>({"row", "column", "portType", "address"});
         QTest::newRow("network, name") << 1 << 0 << 2 << "127.0.0.31";
         QTest::newRow("network, port") << 1 << 1 << 2 << "127.0.0.31";
@@ -187,16 +175,14 @@ private slots:
         QTest::newRow("host name with usb") << 2 << 0 << 1 << "kept";
     }
 
-    void aClickSelectsItsRow()
-    {
+    void aClickSelectsItsRow() {
         QFETCH(int, row);
         QFETCH(int, column);
         Desk desk(kUsb + kSocket + "echo 'a ORIOLE_W'");
         MainWindow& window = *desk.window;
         window.m_pModel->item(2, 1)->setText("usbprinter.local");
         desk.Select(5, "kept");
-        for (QLineEdit* field : window.findChildren<QLineEdit*>())
-            field->setText("old");
+        for (QLineEdit* field : window.findChildren<QLineEdit*>()) field->setText("old");
         window.ui->DetailError->setText("old");
         const QPointer<QTimer> before(window.m_pTimer);
         const QRect cell = window.ui->tableView->visualRect(window.m_pModel->index(row, column));

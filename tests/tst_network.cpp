@@ -9,8 +9,7 @@
 typedef QVector<QByteArray> Frames;
 Q_DECLARE_METATYPE(Frames)
 
-namespace
-{
+namespace {
 QByteArray Hex(const char* hex) { return QByteArray::fromHex(hex); }
 
 /// A printer's end of the network channel, and the first tick of a window that polls it. Answers
@@ -21,8 +20,7 @@ struct Peer {
     int printer = socket(AF_INET, SOCK_DGRAM, 0);
     sockaddr_in monitor;
 
-    explicit Peer(const char* address = "127.0.0.11")
-    {
+    explicit Peer(const char* address = "127.0.0.11") {
         Bind(printer, address, 12105);
         desk.Select(2, address);
         desk.Tick();
@@ -30,26 +28,22 @@ struct Peer {
     }
     ~Peer() { close(printer); }
 
-    static sockaddr_in Bind(int socket, const char* address, quint16 port)
-    {
+    static sockaddr_in Bind(int socket, const char* address, quint16 port) {
         sockaddr_in local = {AF_INET, htons(port), {inet_addr(address)}, {}};
         socklen_t size = sizeof local;
-        if (bind(socket, reinterpret_cast<sockaddr*>(&local), size) != 0)
-            qFatal("cannot bind %s", address);
+        if (bind(socket, reinterpret_cast<sockaddr*>(&local), size) != 0) qFatal("cannot bind %s", address);
         getsockname(socket, reinterpret_cast<sockaddr*>(&local), &size);
         return local;
     }
 
-    void Answer(const Frames& frames) const
-    {
+    void Answer(const Frames& frames) const {
         for (const QByteArray& frame : frames)
-            sendto(printer, frame.constData(), frame.size(), 0,
-                   reinterpret_cast<const sockaddr*>(&monitor), sizeof monitor);
+            sendto(printer, frame.constData(), frame.size(), 0, reinterpret_cast<const sockaddr*>(&monitor),
+                   sizeof monitor);
     }
 
     /// The requests that have come in, in hexadecimal, with " " between them.
-    QString Requests() const
-    {
+    QString Requests() const {
         QStringList requests;
         char bytes[512];
         for (ssize_t got = 0; (got = recv(printer, bytes, sizeof bytes, MSG_DONTWAIT)) > 0;)
@@ -64,22 +58,19 @@ const QByteArray kCounters = Hex("C2001613 01 0001E240 FFFFFFFF 00000002 FFFFFFF
 const QByteArray kDetail = Hex("C2001412 01 00000000 0100 0E00030000000100 00");
 const QString kShown = "打印中|ORIOLE|123456|2|-1|墨粉较少 ";
 
-QByteArray Spoilt(QByteArray frame, int offset, char byte)
-{
+QByteArray Spoilt(QByteArray frame, int offset, char byte) {
     frame[offset] = byte;
     return frame;
 }
 } // namespace
 
-class NetworkTest : public QObject
-{
+class NetworkTest : public QObject {
     Q_OBJECT
 
 private slots:
     void init() { fakeClock = FakeClock(); }
 
-    void fromTheFirstTickToLiveValues()
-    {
+    void fromTheFirstTickToLiveValues() {
         Peer peer;
         QCOMPARE(peer.Requests(), QString());
         peer.Answer({kName});
@@ -98,8 +89,7 @@ private slots:
         QCOMPARE(fakeClock.slept, 1U);
     }
 
-    void theChainStopsAtTheFirstQueryThatFails_data()
-    {
+    void theChainStopsAtTheFirstQueryThatFails_data() {
         Columns<Frames, int>({"answers", "requests"});
         QTest::newRow("no answer") << Frames{} << 1;
         QTest::newRow("one byte") << Frames{"\xC2"} << 1;
@@ -112,8 +102,7 @@ private slots:
         QTest::newRow("detail's result") << Frames{kState, kCounters, Spoilt(kDetail, 4, 0)} << 3;
     }
 
-    void theChainStopsAtTheFirstQueryThatFails()
-    {
+    void theChainStopsAtTheFirstQueryThatFails() {
         QFETCH(Frames, answers);
         Peer peer;
         strcpy(peer.window.m_szModelName, "ORIOLE");
@@ -128,8 +117,7 @@ private slots:
         QCOMPARE(peer.desk.Shown(), kShown);
     }
 
-    void aWaitEndsWhenTheSecondsCountChanges()
-    {
+    void aWaitEndsWhenTheSecondsCountChanges() {
         Peer peer;
         for (const int step : {1, -1}) { // also when the clock is set back
             fakeClock.step = step;
@@ -139,8 +127,7 @@ private slots:
         }
     }
 
-    void namesAreCopiedWithinTheirBuffer_data()
-    {
+    void namesAreCopiedWithinTheirBuffer_data() {
         Columns<int, int, int>({"length", "result", "copied"});
         QTest::newRow("shorter than a frame") << 4 << -1 << 0;
         QTest::newRow("empty name") << 5 << 1 << 0;
@@ -150,8 +137,7 @@ private slots:
         QTest::newRow("more than the answer") << 255 << 1 << 63;
     }
 
-    void namesAreCopiedWithinTheirBuffer()
-    {
+    void namesAreCopiedWithinTheirBuffer() {
         QFETCH(int, length);
         QFETCH(int, copied);
         Peer peer;
@@ -161,8 +147,7 @@ private slots:
         QCOMPARE(QByteArray(name.data(), 64).left(copied + 1), QByteArray(copied, 'N') + '\0');
     }
 
-    void payloadsAreCutToTheFrame()
-    {
+    void payloadsAreCutToTheFrame() {
         Peer peer;
         for (const int size : {-1, 0, 59, 60, 500}) { // -1: none
             QByteArray payload(qMax(size, 0), 'N');
@@ -175,22 +160,19 @@ private slots:
         }
     }
 
-    void whatCannotBeSentFailsAtOnce()
-    {
+    void whatCannotBeSentFailsAtOnce() {
         Peer peer;
         strcpy(peer.window.m_szModelName, "ORIOLE");
         for (const char* address : {"", "printer.local", "no socket"}) {
             peer.desk.Select(2, address);
-            if (address == QString("no socket"))
-                peer.window.GetPrinterInfoByCommand();
+            if (address == QString("no socket")) peer.window.GetPrinterInfoByCommand();
             QCOMPARE(peer.window.GetPrinterDetailError_net(), -1);
         }
         QCOMPARE(DebugLines(), QString());
         QCOMPARE(fakeClock.slept, 0U);
     }
 
-    void answersAreReadWithTheZeroesBehindThemAndNotBeyond()
-    {
+    void answersAreReadWithTheZeroesBehindThemAndNotBeyond() {
         Peer peer;
         peer.Answer({kState.left(5)});
         QCOMPARE(peer.window.GetPrinterStatus_net(), 1);
@@ -206,8 +188,7 @@ private slots:
         }
     }
 
-    void theSocketLivesUntilTheNextListing()
-    {
+    void theSocketLivesUntilTheNextListing() {
         Peer peer;
         const int socket = peer.window.m_nSocket;
         peer.window.GetSelectPrinterInfo();

@@ -4,19 +4,16 @@
 
 #include "support.h"
 
-namespace
-{
+namespace {
 const char kAddress[] = "127.0.0.41";
 const QString kIdle = "空闲|ORIOLE|1200|800|400|";
 
 QString Path(const char* name) { return qEnvironmentVariable("SIMULATOR_DIR") + "/" + name; }
 
 /// Carries out a command at the simulator, and returns what it has written since the last one.
-QByteArray Command(const QByteArray& line)
-{
+QByteArray Command(const QByteArray& line) {
     static QFile log(Path("log"));
-    if (!log.isOpen())
-        log.open(QFile::ReadOnly);
+    if (!log.isOpen()) log.open(QFile::ReadOnly);
     QByteArray written = log.readAll();
     const int before = written.size();
     QFile commands(Path("commands"));
@@ -31,39 +28,31 @@ QByteArray Command(const QByteArray& line)
 }
 
 /// Polls until `shown` is shown: a network tick that falls on the turn of a second shows offline.
-bool Shows(const Desk& desk, const QString& shown)
-{
-    for (int tick = 0; tick < 10 && desk.Shown() != shown; ++tick)
-        desk.Tick();
+bool Shows(const Desk& desk, const QString& shown) {
+    for (int tick = 0; tick < 10 && desk.Shown() != shown; ++tick) desk.Tick();
     return desk.Shown() == shown;
 }
 } // namespace
 
-class SimulatorTest : public QObject
-{
+class SimulatorTest : public QObject {
     Q_OBJECT
 
 private slots:
-    void bothChannelsShowTheSame()
-    {
+    void bothChannelsShowTheSame() {
         for (const int portType : {1, 2}) {
             Desk desk;
             desk.Select(portType, kAddress);
-            for (const char* line :
-                 {"state 3", "counters 4294967295 2 3", "flag 14", "array 9 1 0 1", "array 6 0 1",
-                  "errors 500001 7", "array 12 1 0", "array 28 1 1"})
+            for (const char* line : {"state 3", "counters 4294967295 2 3", "flag 14", "array 9 1 0 1",
+                                     "array 6 0 1", "errors 500001 7", "array 12 1 0", "array 28 1 1"})
                 QVERIFY(Command(line).endsWith("ok\n"));
-            QVERIFY(Shows(desk,
-                          "错误|ORIOLE|-1|2|3|墨粉较少 前盖打开 双面单元盖被打开 手动纸盒卡纸 "
-                          "断网其他错误:7 手动纸盒错误 "));
-            for (const char* line : {"state 4", "counters 1200 800 400", "clear"})
-                Command(line);
+            QVERIFY(Shows(desk, "错误|ORIOLE|-1|2|3|墨粉较少 前盖打开 双面单元盖被打开 手动纸盒卡纸 "
+                                "断网其他错误:7 手动纸盒错误 "));
+            for (const char* line : {"state 4", "counters 1200 800 400", "clear"}) Command(line);
             QVERIFY(Shows(desk, kIdle));
         }
     }
 
-    void printersComeBackAfterEveryFault_data()
-    {
+    void printersComeBackAfterEveryFault_data() {
         Columns<int, QByteArray>({"portType", "cure"});
         QTest::newRow("usb unplug") << 1 << QByteArray("usb plug");
         QTest::newRow("usb drop on") << 1 << QByteArray("usb drop off");
@@ -71,16 +60,14 @@ private slots:
         QTest::newRow("malformed start") << 2 << QByteArray("malformed off");
     }
 
-    void printersComeBackAfterEveryFault()
-    {
+    void printersComeBackAfterEveryFault() {
         QFETCH(int, portType);
         QFETCH(QByteArray, cure);
         Desk desk;
         desk.Select(portType, kAddress);
         QVERIFY(Shows(desk, kIdle));
         QVERIFY(!desk.window->m_pUsbHandle); // closed between two polls
-        if (portType == 1)
-            desk.Tick(); // opens it
+        if (portType == 1) desk.Tick();      // opens it
         Command(QTest::currentDataTag());
         QElapsedTimer elapsed;
         elapsed.start();
@@ -91,8 +78,7 @@ private slots:
         QVERIFY(Shows(desk, kIdle));
     }
 
-    void theDeviceSeesTheFourRequests()
-    {
+    void theDeviceSeesTheFourRequests() {
         Desk desk;
         desk.Select(1);
         Command("clear");
@@ -103,8 +89,7 @@ private slots:
         QCOMPARE(Command("clear"), requests + "ok\n");
     }
 
-    void theSimulatorSaysWhatIsWrong()
-    {
+    void theSimulatorSaysWhatIsWrong() {
         QVERIFY(Command("jam 3").contains("unknown command \"jam\""));
         QVERIFY(Command("state 256").contains("\"256\" is not a number from 0 to 255"));
         QVERIFY(Command("counters 1 2").contains("\"counters\" takes 3 arguments"));

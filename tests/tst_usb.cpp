@@ -2,28 +2,24 @@
 
 #include "support.h"
 
-namespace
-{
+namespace {
 const QString kOpen = "init, debug 3, list, open 3a7c:5e21, free 1";
 const QString kRead = "C1/17/0/0/500 1000ms, C1/51/0/0/500 1000ms, C1/68/0/0/500 1000ms, "
                       "C1/0/0/0/500 1000ms";
 const QString kClose = "close, exit";
-const std::map<int, QByteArray> kAnswers = {
-    {17, QByteArray("ORIOLE", 7)},
-    {51, QByteArray::fromHex("0001E240 AAAAAAAA FFFFFFFF 00000007")},
-    {68, "\x04\x02"},
-    {0, QByteArray::fromHex("00000000 0100 0E00030000000100")}};
+const std::map<int, QByteArray> kAnswers = {{17, QByteArray("ORIOLE", 7)},
+                                            {51, QByteArray::fromHex("0001E240 AAAAAAAA FFFFFFFF 00000007")},
+                                            {68, "\x04\x02"},
+                                            {0, QByteArray::fromHex("00000000 0100 0E00030000000100")}};
 } // namespace
 
-class UsbTest : public QObject
-{
+class UsbTest : public QObject {
     Q_OBJECT
 
 private slots:
     void init() { fakeUsb = FakeUsb(); }
 
-    void opensOnOneTickAndReadsOnTheNext()
-    {
+    void opensOnOneTickAndReadsOnTheNext() {
         Desk desk;
         desk.Select(1);
         fakeUsb.answers = kAnswers;
@@ -39,8 +35,7 @@ private slots:
         }
     }
 
-    void whatFailsToOpenIsReleasedAndTriedAgain_data()
-    {
+    void whatFailsToOpenIsReleasedAndTriedAgain_data() {
         Columns<QString, QString>({"calls", "line"});
         QTest::newRow("init") << "init"
                               << "";
@@ -50,8 +45,7 @@ private slots:
                               << "open device failed";
     }
 
-    void whatFailsToOpenIsReleasedAndTriedAgain()
-    {
+    void whatFailsToOpenIsReleasedAndTriedAgain() {
         Desk desk;
         desk.Select(1);
         fakeUsb.fails = QTest::currentDataTag();
@@ -65,8 +59,7 @@ private slots:
         }
     }
 
-    void aFailingRequestKeepsItsFieldAndTheLastOneTheDisplay_data()
-    {
+    void aFailingRequestKeepsItsFieldAndTheLastOneTheDisplay_data() {
         Columns<int, QString>({"request", "shown"});
         QTest::newRow("model name") << 17 << "空闲|old|123456|-1|7|墨粉较少 ";
         QTest::newRow("page counters") << 51 << "空闲|ORIOLE|old|old|old|墨粉较少 ";
@@ -74,26 +67,22 @@ private slots:
         QTest::newRow("hardware state") << 0 << kOffline;
     }
 
-    void aFailingRequestKeepsItsFieldAndTheLastOneTheDisplay()
-    {
+    void aFailingRequestKeepsItsFieldAndTheLastOneTheDisplay() {
         QFETCH(int, request);
         for (const bool answersNothing : {false, true}) {
             Desk desk;
             desk.Select(1);
-            for (QLineEdit* field : desk.window->findChildren<QLineEdit*>())
-                field->setText("old");
+            for (QLineEdit* field : desk.window->findChildren<QLineEdit*>()) field->setText("old");
             fakeUsb.answers = kAnswers;
             fakeUsb.answers.erase(request);
-            if (answersNothing)
-                fakeUsb.answers[request] = "";
+            if (answersNothing) fakeUsb.answers[request] = "";
             desk.Tick(2);
             QTEST(desk.Shown(), "shown");
             QCOMPARE(fakeUsb.Calls(), QStringList({kOpen, kRead, kClose}).join(", "));
         }
     }
 
-    void shortAnswersAreReadOnWithTheOnesBefore()
-    {
+    void shortAnswersAreReadOnWithTheOnesBefore() {
         Desk desk;
         desk.Select(1);
         // Left of the name are bytes 14 on, of the counters bytes 1 to 13, of the state nothing.
@@ -105,8 +94,7 @@ private slots:
         QCOMPARE(desk.Shown(), QString("热机中||1|50331648|16777984|墨粉较少 双面单元不存在 "));
     }
 
-    void modelNamesAreCutAndEnded_data()
-    {
+    void modelNamesAreCutAndEnded_data() {
         Columns<QByteArray, QByteArray>({"answer", "kept"}); // in a buffer full of '#'
         QTest::newRow("with a zero") << QByteArray("AB\0C", 4) << QByteArray("AB\0C####", 8);
         QTest::newRow("without") << QByteArray("AB") << QByteArray("AB\0#####", 8);
@@ -114,8 +102,7 @@ private slots:
         QTest::newRow("500 bytes") << QByteArray(500, 'A') << QByteArray(63, 'A') + '\0';
     }
 
-    void modelNamesAreCutAndEnded()
-    {
+    void modelNamesAreCutAndEnded() {
         QFETCH(QByteArray, kept);
         QFETCH(QByteArray, answer);
         Desk desk;
@@ -126,8 +113,7 @@ private slots:
         QCOMPARE(QByteArray(desk.window->m_szModelName, kept.size()), kept);
     }
 
-    void anOpenPrinterIsClosedOnceWhenItIsLeft()
-    {
+    void anOpenPrinterIsClosedOnceWhenItIsLeft() {
         // By a listing that fails, a network tick, a tick without a printer, the window's end.
         for (const int portType : {1, 2, 0, -1}) {
             Desk desk;
