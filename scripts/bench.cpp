@@ -145,6 +145,8 @@ void Change(const MainWindow& window, const char* commands)
         elapsed.start();
         while (window.ui->PrinterStatus->text() != text && elapsed.elapsed() < 60000)
             QApplication::processEvents(QEventLoop::AllEvents, 10);
+        if (elapsed.elapsed() >= 60000)
+            abort();
         sum += i < 0 ? 0 : static_cast<double>(elapsed.elapsed()) / 1e3;
     }
     printf("%.1f\n", sum / changes);

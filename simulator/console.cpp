@@ -61,8 +61,12 @@ Problem Clear(Printer& printer, const Numbers& ids)
     return "";
 }
 
+/// The printers that a command is for.
+enum Channel { kAll, kNetwork, kUsb };
+
 struct Command {
     const char* name;
+    Channel channel;
     size_t fewest; // arguments
     size_t most;
     std::uint32_t limit;              // of each number
@@ -77,6 +81,7 @@ const std::uint32_t kLongestDelay = 60000; // ms
 
 const Command kCommands[] = {
     {"state",
+     kAll,
      1,
      1,
      kByte,
@@ -86,6 +91,7 @@ const Command kCommands[] = {
          return Problem();
      }},
     {"counters",
+     kAll,
      3,
      3,
      kAnyNumber,
@@ -95,6 +101,7 @@ const Command kCommands[] = {
          return Problem();
      }},
     {"flag",
+     kAll,
      1,
      2,
      kByte,
@@ -103,6 +110,7 @@ const Command kCommands[] = {
          return Raise(printer, n[0], Condition::Flag, {n.size() > 1 ? n[1] : 1});
      }},
     {"array",
+     kAll,
      2,
      1 + kByte,
      kByte,
@@ -111,6 +119,7 @@ const Command kCommands[] = {
          return Raise(printer, n[0], Condition::Array, Numbers(n.begin() + 1, n.end()));
      }},
     {"errors",
+     kAll,
      1,
      kByte,
      kAnyNumber,
@@ -118,8 +127,9 @@ const Command kCommands[] = {
      [](Printer& printer, const Numbers& n) {
          return Raise(printer, kErrorCodesId, Condition::ErrorCodes, n);
      }},
-    {"clear", 0, 1, kByte, {}, Clear},
+    {"clear", kAll, 0, 1, kByte, {}, Clear},
     {"drop",
+     kAll,
      1,
      1,
      0,
@@ -129,6 +139,7 @@ const Command kCommands[] = {
          return Problem();
      }},
     {"delay",
+     kNetwork,
      1,
      1,
      kLongestDelay,
@@ -138,6 +149,7 @@ const Command kCommands[] = {
          return Problem();
      }},
     {"malformed",
+     kNetwork,
      1,
      1,
      0,
@@ -147,6 +159,7 @@ const Command kCommands[] = {
          return Problem();
      }},
     {"unplug",
+     kUsb,
      0,
      0,
      0,
@@ -156,6 +169,7 @@ const Command kCommands[] = {
          return Problem();
      }},
     {"plug",
+     kUsb,
      0,
      0,
      0,
@@ -165,6 +179,11 @@ const Command kCommands[] = {
          return Problem();
      }},
 };
+
+bool IsFor(Channel channel, const std::string& printer)
+{
+    return channel == kAll || (printer == kUsbPrinter) == (channel == kUsb);
+}
 
 /// Reads an argument of `command`; an empty text in `problem` says that it is good.
 std::uint32_t ReadArgument(const Command& command, const std::string& word, Problem& problem)
@@ -218,8 +237,12 @@ std::string RunCommand(const std::string& line, std::vector<Printer>& printers)
     Numbers numbers;
     for (size_t i = 1; i < words.size() && problem.empty(); ++i)
         numbers.push_back(ReadArgument(*command, words[i], problem));
+    if (!target.empty() && !IsFor(command->channel, target))
+        return "\"" + name + "\" is not for the printer " + target;
     for (Printer& printer : printers) {
-        if (problem.empty() && (target.empty() || target == printer.name))
+        const bool meant =
+            target.empty() ? IsFor(command->channel, printer.name) : printer.name == target;
+        if (problem.empty() && meant)
             problem = command->run(printer, numbers);
     }
     return problem;

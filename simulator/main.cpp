@@ -29,7 +29,7 @@ namespace
 typedef std::chrono::steady_clock Clock;
 
 const std::uint16_t kCommandPort = 12105;
-const char kUsbName[] = "usb";
+const int kSignalled = 128;      // exit status of a command that a signal ended, less its number
 const size_t kLongestModel = 59; // bytes that a request frame of the monitor carries
 
 const char kUsage[] = "Usage: oriole-simulator [--model NAME] [ADDRESS...] [--usb COMMAND...]\n"
@@ -111,6 +111,7 @@ public:
     void Receive(size_t printer, int port);
     void SendDue();
     void Type(const char* input, size_t size);
+    void EndTyping();
     void GoOnWithTour();
 
 private:
@@ -196,6 +197,13 @@ void Simulation::Type(const char* input, size_t size)
     }
 }
 
+/// There is nothing more to come: a last line that has not ended ends here.
+void Simulation::EndTyping()
+{
+    if (!m_typed.empty())
+        Type("\n", 1);
+}
+
 void Simulation::GoOnWithTour()
 {
     const std::lock_guard<std::mutex> guard(m_lock);
@@ -237,7 +245,7 @@ int main(int argc, char* argv[])
         Fail(std::string("which printers?\n") + kUsage);
     const size_t networkPrinters = names.size();
     if (command)
-        names.push_back(kUsbName);
+        names.push_back(kUsbPrinter);
     Simulation simulation(names, model);
 
     // Waited for: the end of this program or of its command, what is typed, and requests.
@@ -246,6 +254,9 @@ int main(int argc, char* argv[])
     for (const int number : {SIGCHLD, SIGINT, SIGTERM})
         sigaddset(&signals, number);
     sigprocmask(SIG_BLOCK, &signals, nullptr);
+    struct sigaction ended = {};
+    ended.sa_flags = SA_NOCLDSTOP; // a command that is only stopped has not ended
+    sigaction(SIGCHLD, &ended, nullptr);
     std::vector<pollfd> sources = {{signalfd(-1, &signals, SFD_CLOEXEC), POLLIN, 0},
                                    {STDIN_FILENO, POLLIN, 0}};
     const size_t firstPort = sources.size();
@@ -257,39 +268,46 @@ int main(int argc, char* argv[])
     std::unique_ptr<UsbBus> bus;
     if (command) {
         bus = std::make_unique<UsbBus>(simulation.Printers().back(), simulation.Lock());
-        child = Start(command, signals);
     }
 #else
     if (command)
         Fail("built without a USB bus, since libumockdev was not found");
 #endif
     std::cout << "ready" << std::endl;
+    if (command)
+        child = Start(command, signals);
 
-    while (poll(sources.data(), sources.size(), simulation.Timeout()) >= 0) {
-        if (sources[0].revents != 0)
-            break;
+    while (poll(sources.data(), sources.size(), simulation.Timeout()) >= 0 &&
+           sources[0].revents == 0) {
+        for (size_t i = 0; i < networkPrinters; ++i)
+            simulation.Receive(i, sources[firstPort + i].fd);
         if (sources[1].revents != 0) {
             char input[4096];
             const ssize_t got = read(STDIN_FILENO, input, sizeof input);
             if (got > 0)
                 simulation.Type(input, static_cast<size_t>(got));
-            else
+            else {
+                simulation.EndTyping();
                 sources[1].fd = -1; // all goes on as it is
+            }
         }
         simulation.GoOnWithTour();
 #ifdef ORIOLE_USB_BUS
         if (bus)
             bus->Update();
 #endif
-        for (size_t i = 0; i < networkPrinters; ++i)
-            simulation.Receive(i, sources[firstPort + i].fd);
         simulation.SendDue();
     }
 
-    int status = EXIT_SUCCESS;
+    signalfd_siginfo end = {};
+    if (read(sources[0].fd, &end, sizeof end) < 0)
+        return EXIT_FAILURE;
+    int status = 0;
     if (child > 0) {
         kill(child, SIGTERM); // of no effect when it has ended by itself
         waitpid(child, &status, 0);
     }
-    return WIFEXITED(status) ? WEXITSTATUS(status) : EXIT_SUCCESS;
+    if (end.ssi_signo != SIGCHLD)
+        return EXIT_SUCCESS;
+    return WIFEXITED(status) ? WEXITSTATUS(status) : kSignalled + WTERMSIG(status);
 }

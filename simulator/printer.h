@@ -12,6 +12,9 @@
 
 typedef std::vector<std::uint8_t> Bytes;
 
+/// Name of the printer on the USB bus; the others are named by their addresses.
+const char kUsbPrinter[] = "usb";
+
 /// How a simulated printer spoils its network answers.
 enum class Malformed { None, Start, Code, Result, Short };
 

@@ -127,11 +127,17 @@ int UsbBus::Bed::Submit(UMockdevIoctlData* arg)
     return 0;
 }
 
-/// USBDEVFS_REAPURB(NDELAY): hands the oldest completed transfer back.
+/// USBDEVFS_REAPURB(NDELAY): hands the oldest completed transfer back. Those that were pending when
+/// the printer was unplugged come back, too.
 int UsbBus::Bed::Reap(UMockdevIoctlData* arg)
 {
+    if (!printer.plugged) {
+        for (UMockdevIoctlData* urb : pending)
+            Complete(urb, -ESHUTDOWN, 0);
+        pending.clear();
+    }
     if (completed.empty())
-        return EAGAIN;
+        return printer.plugged ? EAGAIN : ENODEV;
     UMockdevIoctlData* slot = umockdev_ioctl_data_resolve(arg, 0, sizeof(void*), nullptr);
     if (!slot)
         return EFAULT;
@@ -159,10 +165,8 @@ int UsbBus::Bed::Discard(UMockdevIoctlData* arg)
 
 int UsbBus::Bed::Ioctl(unsigned long request, UMockdevIoctlData* arg)
 {
-    if (!printer.plugged)
-        return ENODEV;
     switch (request) {
-    case USBDEVFS_SUBMITURB: return Submit(arg);
+    case USBDEVFS_SUBMITURB: return printer.plugged ? Submit(arg) : ENODEV;
     case USBDEVFS_REAPURB:
     case USBDEVFS_REAPURBNDELAY: return Reap(arg);
     case USBDEVFS_DISCARDURB: return Discard(arg);

@@ -16,45 +16,59 @@ extern "C" unsigned int sleep(unsigned int seconds) {
 }
 
 namespace {
-bool Acquire(const QString& call) {
-    fakeUsb.calls += call;
+// What the handles point at.
+char context;
+char list;
+char handle;
+
+template <typename T>
+T* Handle(char& object) {
+    return reinterpret_cast<T*>(&object);
+}
+
+/// Notes a call, and whether it is given the object that it has to be given.
+void Note(const QString& call, const void* given, const char& object) {
+    fakeUsb.calls += given == &object ? call : call + " of something else";
+}
+
+bool Acquire(const QString& call, const void* given, const char& object) {
+    Note(call, given, object);
     const bool succeeds = fakeUsb.fails.isEmpty() || !call.startsWith(fakeUsb.fails);
     fakeUsb.alive += succeeds ? 1 : 0;
     return succeeds;
 }
 
-void Release(const QString& call) {
-    fakeUsb.calls += call;
+void Release(const QString& call, const void* given, const char& object) {
+    Note(call, given, object);
     --fakeUsb.alive;
 }
-
-char token; // what all handles point at
 } // namespace
 
 int libusb_init(libusb_context** ctx) {
-    *ctx = reinterpret_cast<libusb_context*>(&token);
-    return Acquire("init") ? 0 : LIBUSB_ERROR_OTHER;
+    *ctx = Handle<libusb_context>(context);
+    return Acquire("init", *ctx, context) ? 0 : LIBUSB_ERROR_OTHER;
 }
 
-void libusb_set_debug(libusb_context*, int level) { fakeUsb.calls += QString("debug %1").arg(level); }
+void libusb_set_debug(libusb_context* ctx, int level) { Note(QString("debug %1").arg(level), ctx, context); }
 
-ssize_t libusb_get_device_list(libusb_context*, libusb_device*** list) {
-    *list = reinterpret_cast<libusb_device**>(&token);
-    return Acquire("list") ? 1 : LIBUSB_ERROR_NO_MEM;
+ssize_t libusb_get_device_list(libusb_context* ctx, libusb_device*** devices) {
+    *devices = Handle<libusb_device*>(list);
+    return Acquire("list", ctx, context) ? 1 : LIBUSB_ERROR_NO_MEM;
 }
 
-void libusb_free_device_list(libusb_device**, int unref) { Release(QString("free %1").arg(unref)); }
+void libusb_free_device_list(libusb_device** devices, int unref) {
+    Release(QString("free %1").arg(unref), devices, list);
+}
 
-libusb_device_handle* libusb_open_device_with_vid_pid(libusb_context*, uint16_t vendor_id,
+libusb_device_handle* libusb_open_device_with_vid_pid(libusb_context* ctx, uint16_t vendor_id,
                                                       uint16_t product_id) {
-    return Acquire(QString("open %1:%2").arg(vendor_id, 0, 16).arg(product_id, 0, 16))
-               ? reinterpret_cast<libusb_device_handle*>(&token)
-               : nullptr;
+    const QString call = QString("open %1:%2").arg(vendor_id, 0, 16).arg(product_id, 0, 16);
+    return Acquire(call, ctx, context) ? Handle<libusb_device_handle>(handle) : nullptr;
 }
 
-void libusb_close(libusb_device_handle*) { Release("close"); }
+void libusb_close(libusb_device_handle* dev_handle) { Release("close", dev_handle, handle); }
 
-void libusb_exit(libusb_context*) { Release("exit"); }
+void libusb_exit(libusb_context* ctx) { Release("exit", ctx, context); }
 
 int libusb_control_transfer(libusb_device_handle*, uint8_t type, uint8_t request, uint16_t value,
                             uint16_t index, unsigned char* data, uint16_t length, unsigned int timeout) {

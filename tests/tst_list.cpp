@@ -30,6 +30,33 @@ private slots:
                  desk.window->metaObject()->methodOffset() + 2);
     }
 
+    void theFormIsAsItIs_data() {
+        Columns<QRect, QVariant>({"geometry", "content"}); // the text, or whether it is read-only
+        QTest::newRow("RefreshPrinter") << QRect(20, 0, 85, 27) << QVariant("刷新设备");
+        QTest::newRow("tableView") << QRect(20, 30, 311, 171) << QVariant();
+        QTest::newRow("label_2") << QRect(20, 220, 81, 20) << QVariant("打印机状态：");
+        QTest::newRow("PrinterStatus") << QRect(150, 220, 181, 26) << QVariant(true);
+        QTest::newRow("label_1") << QRect(20, 260, 91, 20) << QVariant("打印机型号:");
+        QTest::newRow("PrinterType") << QRect(150, 260, 181, 26) << QVariant(true);
+        QTest::newRow("label_3") << QRect(20, 300, 101, 20) << QVariant("机芯打印页数:");
+        QTest::newRow("PrinterCount") << QRect(150, 300, 181, 26) << QVariant(true);
+        QTest::newRow("label_4") << QRect(20, 340, 101, 20) << QVariant("硒鼓打印页数 :");
+        QTest::newRow("CatridgetCount") << QRect(150, 340, 181, 26) << QVariant(true);
+        QTest::newRow("label_10") << QRect(20, 380, 101, 20) << QVariant("粉盒打印页数:");
+        QTest::newRow("CompactCount") << QRect(150, 380, 181, 26) << QVariant(true);
+        QTest::newRow("label_6") << QRect(20, 420, 61, 20) << QVariant("错误信息:");
+        QTest::newRow("DetailError") << QRect(150, 420, 181, 89) << QVariant(true);
+    }
+
+    void theFormIsAsItIs() {
+        Desk desk;
+        const auto* widget = desk.window->findChild<QWidget*>(QTest::currentDataTag());
+        QTEST(widget->geometry(), "geometry");
+        const bool isField = widget->property("readOnly").isValid();
+        QTEST(widget->property(isField ? "readOnly" : "text"), "content");
+        QCOMPARE(desk.window->size(), QSize(381, 572));
+    }
+
     void linesBecomeRows_data() {
         Columns<QString, QString>({"line", "rows"});
         QTest::newRow("usb in a name") << "device for O_usb: socket://1.2.3.4:91/ORIOLE"
@@ -138,8 +165,9 @@ private slots:
         desk.WriteFile("stop", "");
         // One that writes is ended by that, since the pipe has no other reader any more.
         desk.SetLpstat("echo 'a ORIOLE'; (timeout 60 yes; touch broken) 2>/dev/null &");
+        desk.window->m_pModel->removeRows(0, 1);
         desk.window->GetPrinterInfoByCommand();
-        QVERIFY(!desk.Rows().isEmpty());
+        QCOMPARE(desk.Rows(), QString("ORIOLE>"));
         QTRY_VERIFY(QFile::exists("ended") && QFile::exists("broken"));
     }
 
