@@ -95,7 +95,8 @@ void NetworkTick(MainWindow& window)
     window.m_nPortType = MainWindow::kNetworkPort;
     window.m_strPrinterIp = "127.0.0.1";
     window.OntimerOut();
-    bind(window.m_nSocket, reinterpret_cast<sockaddr*>(&address), size);
+    if (bind(window.m_nSocket, reinterpret_cast<sockaddr*>(&address), size) != 0)
+        abort();
     getsockname(window.m_nSocket, reinterpret_cast<sockaddr*>(&address), &size);
     strcpy(window.m_szModelName, "ORIOLE");
     const int printer = socket(AF_INET, SOCK_DGRAM, 0);

@@ -60,7 +60,8 @@ private slots:
         strcpy(desk.window->m_szModelName, "ORIOLE");
         sockaddr_in monitor = {AF_INET, 0, {htonl(INADDR_LOOPBACK)}, {}};
         socklen_t size = sizeof monitor;
-        bind(desk.window->m_nSocket, reinterpret_cast<sockaddr*>(&monitor), size);
+        const int bound = bind(desk.window->m_nSocket, reinterpret_cast<sockaddr*>(&monitor), size);
+        QCOMPARE(bound, 0);
         getsockname(desk.window->m_nSocket, reinterpret_cast<sockaddr*>(&monitor), &size);
         const int printer = socket(AF_INET, SOCK_DGRAM, 0);
         Soak([&] {

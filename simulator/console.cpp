@@ -231,7 +231,7 @@ std::string RunCommand(const std::string& line, std::vector<Printer>& printers)
         const std::string fewest = std::to_string(command->fewest);
         const std::string most = std::to_string(command->most);
         return "\"" + name + "\" takes " + (fewest == most ? most : fewest + " to " + most) +
-               " arguments";
+               (most == "1" ? " argument" : " arguments");
     }
     Problem problem;
     Numbers numbers;

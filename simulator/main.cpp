@@ -251,7 +251,7 @@ int main(int argc, char* argv[])
     // Waited for: the end of this program or of its command, what is typed, and requests.
     sigset_t signals;
     sigemptyset(&signals);
-    for (const int number : {SIGCHLD, SIGINT, SIGTERM})
+    for (const int number : {SIGCHLD, SIGHUP, SIGINT, SIGTERM})
         sigaddset(&signals, number);
     sigprocmask(SIG_BLOCK, &signals, nullptr);
     struct sigaction ended = {};

@@ -17,9 +17,9 @@ extern "C" unsigned int sleep(unsigned int seconds) {
 
 namespace {
 // What the handles point at.
-char context;
-char list;
-char handle;
+char theContext;
+char theList;
+char theHandle;
 
 template <typename T>
 T* Handle(char& object) {
@@ -45,30 +45,32 @@ void Release(const QString& call, const void* given, const char& object) {
 } // namespace
 
 int libusb_init(libusb_context** ctx) {
-    *ctx = Handle<libusb_context>(context);
-    return Acquire("init", *ctx, context) ? 0 : LIBUSB_ERROR_OTHER;
+    *ctx = Handle<libusb_context>(theContext);
+    return Acquire("init", *ctx, theContext) ? 0 : LIBUSB_ERROR_OTHER;
 }
 
-void libusb_set_debug(libusb_context* ctx, int level) { Note(QString("debug %1").arg(level), ctx, context); }
-
-ssize_t libusb_get_device_list(libusb_context* ctx, libusb_device*** devices) {
-    *devices = Handle<libusb_device*>(list);
-    return Acquire("list", ctx, context) ? 1 : LIBUSB_ERROR_NO_MEM;
+void libusb_set_debug(libusb_context* ctx, int level) {
+    Note(QString("debug %1").arg(level), ctx, theContext);
 }
 
-void libusb_free_device_list(libusb_device** devices, int unref) {
-    Release(QString("free %1").arg(unref), devices, list);
+ssize_t libusb_get_device_list(libusb_context* ctx, libusb_device*** list) {
+    *list = Handle<libusb_device*>(theList);
+    return Acquire("list", ctx, theContext) ? 1 : LIBUSB_ERROR_NO_MEM;
+}
+
+void libusb_free_device_list(libusb_device** list, int unref) {
+    Release(QString("free %1").arg(unref), list, theList);
 }
 
 libusb_device_handle* libusb_open_device_with_vid_pid(libusb_context* ctx, uint16_t vendor_id,
                                                       uint16_t product_id) {
     const QString call = QString("open %1:%2").arg(vendor_id, 0, 16).arg(product_id, 0, 16);
-    return Acquire(call, ctx, context) ? Handle<libusb_device_handle>(handle) : nullptr;
+    return Acquire(call, ctx, theContext) ? Handle<libusb_device_handle>(theHandle) : nullptr;
 }
 
-void libusb_close(libusb_device_handle* dev_handle) { Release("close", dev_handle, handle); }
+void libusb_close(libusb_device_handle* dev_handle) { Release("close", dev_handle, theHandle); }
 
-void libusb_exit(libusb_context* ctx) { Release("exit", ctx, context); }
+void libusb_exit(libusb_context* ctx) { Release("exit", ctx, theContext); }
 
 int libusb_control_transfer(libusb_device_handle*, uint8_t type, uint8_t request, uint16_t value,
                             uint16_t index, unsigned char* data, uint16_t length, unsigned int timeout) {
