@@ -58,7 +58,7 @@ private:
 /// Milliseconds from `start` (s since 1970) until `window` is on the screen.
 [[noreturn]] void Start(QMainWindow& window, const char* start)
 {
-    FirstExposure exposure(atof(start));
+    FirstExposure exposure(QByteArray(start).toDouble());
     window.show();
     window.windowHandle()->installEventFilter(&exposure);
     QApplication::exec();
