@@ -21,6 +21,12 @@ void Columns(const std::array<const char*, sizeof...(Types)>& names) {
     (QTest::addColumn<Types>(names[i++]), ...);
 }
 
+/// Adds a row of a _data function: its name and the values of its columns.
+template <typename... Values>
+void Row(const char* name, const Values&... values) {
+    (QTest::newRow(name) << ... << values);
+}
+
 /// Lines written to the debug output since the last call, with "|" between them.
 QString DebugLines();
 

@@ -74,12 +74,12 @@ private slots:
                              "卡纸在Fuser out sensor 卡纸在Fuser out sensor及Exit sensor之间 "
                              "卡纸在Exit sensor 卡纸在Exit sensor及Duplex sensor之间 "
                              "卡纸在Duplex sensor 卡纸在Duplex sensor及Spare sensor之间 ";
-        QTest::newRow("jam") << 6 << jams;
-        QTest::newRow("cover") << 9 << "前盖打开 后盖打开 双面单元盖被打开 ";
-        QTest::newRow("tray open") << 10 << "手动纸盒打开 主纸盒打开 ";
-        QTest::newRow("paper quantity") << 12 << "";
-        QTest::newRow("tray lifting") << 25 << "手动纸盒抬纸中 主纸盒抬纸中 ";
-        QTest::newRow("tray error") << 28 << "手动纸盒错误 主纸盒错误 ";
+        Row("jam", 6, jams);
+        Row("cover", 9, "前盖打开 后盖打开 双面单元盖被打开 ");
+        Row("tray open", 10, "手动纸盒打开 主纸盒打开 ");
+        Row("paper quantity", 12, "");
+        Row("tray lifting", 25, "手动纸盒抬纸中 主纸盒抬纸中 ");
+        Row("tray error", 28, "手动纸盒错误 主纸盒错误 ");
     }
 
     void everyElementHasItsText() {
@@ -140,17 +140,17 @@ private slots:
         const QByteArray cover = Block({Entry(9, kSecond, 3), mfp}, ones);
         const QByteArray codes = Block({Entry(34, kFirst, 5, 4)},
                                        QByteArray::fromHex("21A10700 22A10700 80130300 00000000 FFFFFFFF"));
-        QTest::newRow("in order") << Blocks{Block({toner, mfp, toner})} << "墨粉较少 MFP错误 墨粉较少 ";
-        QTest::newRow("no entries") << Blocks{Block({})} << "";
-        QTest::newRow("no bytes") << Blocks{""} << "";
-        QTest::newRow("half a count") << Blocks{"12345"} << "";
-        QTest::newRow("count 256") << Blocks{Block({toner}).replace(4, 2, "\0\1", 2)} << "墨粉较少 ";
-        QTest::newRow("cut entry") << Blocks{Block({toner, mfp}).left(21)} << "墨粉较少 ";
-        QTest::newRow("array") << Blocks{cover} << "前盖打开 后盖打开 双面单元盖被打开 MFP错误 ";
-        QTest::newRow("array cut") << Blocks{cover.left(27)} << "MFP错误 ";
-        QTest::newRow("array outside") << Blocks{Block({Entry(6, 255, 255), mfp})} << "MFP错误 ";
-        QTest::newRow("codes") << Blocks{codes} << "断网DHCP无响应 定影器错误:201600 其他错误:4294967295 ";
-        QTest::newRow("codes cut") << Blocks{codes.left(33)} << "";
+        Row("in order", Blocks{Block({toner, mfp, toner})}, "墨粉较少 MFP错误 墨粉较少 ");
+        Row("no entries", Blocks{Block({})}, "");
+        Row("no bytes", Blocks{""}, "");
+        Row("half a count", Blocks{"12345"}, "");
+        Row("count 256", Blocks{Block({toner}).replace(4, 2, "\0\1", 2)}, "墨粉较少 ");
+        Row("cut entry", Blocks{Block({toner, mfp}).left(21)}, "墨粉较少 ");
+        Row("array", Blocks{cover}, "前盖打开 后盖打开 双面单元盖被打开 MFP错误 ");
+        Row("array cut", Blocks{cover.left(27)}, "MFP错误 ");
+        Row("array outside", Blocks{Block({Entry(6, 255, 255), mfp})}, "MFP错误 ");
+        Row("codes", Blocks{codes}, "断网DHCP无响应 定影器错误:201600 其他错误:4294967295 ");
+        Row("codes cut", Blocks{codes.left(33)}, "");
         // The tray flags last through the next block.
         const QString both = "手动纸盒错误 主纸盒错误 ";
         const QString opened = "手动纸盒打开 主纸盒打开 ";
@@ -160,15 +160,15 @@ private slots:
         const QByteArray late = Block({error, Entry(10, kSecond, 2)}, ones);
         const QByteArray empty =
             Block({Entry(12, kSecond, 2), Entry(28, kSecond + 4, 2)}, States({0, 5, 1, 1}));
-        QTest::newRow("same block") << Blocks{open} << opened;
-        QTest::newRow("later entry") << Blocks{late} << both + opened;
-        QTest::newRow("later, again") << Blocks{late, late} << opened;
-        QTest::newRow("next block") << Blocks{open, errors} << "";
-        QTest::newRow("third block") << Blocks{open, errors, errors} << both;
-        QTest::newRow("nothing between") << Blocks{open, Block({}), errors} << both;
-        QTest::newRow("open again") << Blocks{open, open, errors} << "";
-        QTest::newRow("one empty") << Blocks{empty} << "主纸盒错误 ";
-        QTest::newRow("open, cut") << Blocks{Block({Entry(10, 255, 2), error}, ones)} << both;
+        Row("same block", Blocks{open}, opened);
+        Row("later entry", Blocks{late}, both + opened);
+        Row("later, again", Blocks{late, late}, opened);
+        Row("next block", Blocks{open, errors}, "");
+        Row("third block", Blocks{open, errors, errors}, both);
+        Row("nothing between", Blocks{open, Block({}), errors}, both);
+        Row("open again", Blocks{open, open, errors}, "");
+        Row("one empty", Blocks{empty}, "主纸盒错误 ");
+        Row("open, cut", Blocks{Block({Entry(10, 255, 2), error}, ones)}, both);
     }
 
     void blocksAreReadInOrderAndWithinTheirEnd() {

@@ -32,20 +32,20 @@ private slots:
 
     void theFormIsAsItIs_data() {
         Columns<QRect, QVariant>({"geometry", "content"}); // the text, or whether it is read-only
-        QTest::newRow("RefreshPrinter") << QRect(20, 0, 85, 27) << QVariant("刷新设备");
-        QTest::newRow("tableView") << QRect(20, 30, 311, 171) << QVariant();
-        QTest::newRow("label_2") << QRect(20, 220, 81, 20) << QVariant("打印机状态：");
-        QTest::newRow("PrinterStatus") << QRect(150, 220, 181, 26) << QVariant(true);
-        QTest::newRow("label_1") << QRect(20, 260, 91, 20) << QVariant("打印机型号:");
-        QTest::newRow("PrinterType") << QRect(150, 260, 181, 26) << QVariant(true);
-        QTest::newRow("label_3") << QRect(20, 300, 101, 20) << QVariant("机芯打印页数:");
-        QTest::newRow("PrinterCount") << QRect(150, 300, 181, 26) << QVariant(true);
-        QTest::newRow("label_4") << QRect(20, 340, 101, 20) << QVariant("硒鼓打印页数 :");
-        QTest::newRow("CatridgetCount") << QRect(150, 340, 181, 26) << QVariant(true);
-        QTest::newRow("label_10") << QRect(20, 380, 101, 20) << QVariant("粉盒打印页数:");
-        QTest::newRow("CompactCount") << QRect(150, 380, 181, 26) << QVariant(true);
-        QTest::newRow("label_6") << QRect(20, 420, 61, 20) << QVariant("错误信息:");
-        QTest::newRow("DetailError") << QRect(150, 420, 181, 89) << QVariant(true);
+        Row("RefreshPrinter", QRect(20, 0, 85, 27), QVariant("刷新设备"));
+        Row("tableView", QRect(20, 30, 311, 171), QVariant());
+        Row("label_2", QRect(20, 220, 81, 20), QVariant("打印机状态："));
+        Row("PrinterStatus", QRect(150, 220, 181, 26), QVariant(true));
+        Row("label_1", QRect(20, 260, 91, 20), QVariant("打印机型号:"));
+        Row("PrinterType", QRect(150, 260, 181, 26), QVariant(true));
+        Row("label_3", QRect(20, 300, 101, 20), QVariant("机芯打印页数:"));
+        Row("PrinterCount", QRect(150, 300, 181, 26), QVariant(true));
+        Row("label_4", QRect(20, 340, 101, 20), QVariant("硒鼓打印页数 :"));
+        Row("CatridgetCount", QRect(150, 340, 181, 26), QVariant(true));
+        Row("label_10", QRect(20, 380, 101, 20), QVariant("粉盒打印页数:"));
+        Row("CompactCount", QRect(150, 380, 181, 26), QVariant(true));
+        Row("label_6", QRect(20, 420, 61, 20), QVariant("错误信息:"));
+        Row("DetailError", QRect(150, 420, 181, 89), QVariant(true));
     }
 
     void theFormIsAsItIs() {
@@ -59,38 +59,22 @@ private slots:
 
     void linesBecomeRows_data() {
         Columns<QString, QString>({"line", "rows"});
-        QTest::newRow("usb in a name") << "device for O_usb: socket://1.2.3.4:91/ORIOLE"
-                                       << "O_usb>usb";
-        QTest::newRow("upper case") << "device for ORIOLE: USB://x"
-                                    << "ORIOLE>";
-        QTest::newRow("no port") << "device for ORIOLE: socket://1.2.3.4"
-                                 << "ORIOLE>1.2.3.4";
-        QTest::newRow("other scheme") << "device for ORIOLE: ipp://1.2.3.4/"
-                                      << "ORIOLE>";
-        QTest::newRow("two blanks") << "device  for ORIOLE: usb://x"
-                                    << "for>usb";
-        QTest::newRow("Chinese") << "用于 ORIOLE 的设备：usb://x"
-                                 << "ORIOLE>usb";
-        QTest::newRow("no address") << "device for ORIOLE: socket"
-                                    << "ORIOLE>";
-        QTest::newRow("too few words") << "ORIOLE: usb://x"
-                                       << ">usb";
-        QTest::newRow("one word") << "ORIOLE"
-                                  << ">";
-        QTest::newRow("zero byte") << "a ORIOLE\\0\\nb ORIOLE"
-                                   << "ORIOLE>";
-        QTest::newRow("no match") << "device for Oriole: usb://x"
-                                  << "";
-        QTest::newRow("no output") << ""
-                                   << "";
-        QTest::newRow("ten rows") << QString("a ORIOLE\\n").repeated(12)
-                                  << QString("|ORIOLE>").repeated(10).mid(1);
-        QTest::newRow("1024 bytes") << QString(1009, 'x') + "\\nb ORIOLE_LONG_NAME"
-                                    << "ORIOLE_LONG_>";
-        QTest::newRow("many MiB") << "a ORIOLE\\n'; head -c 9000000 /dev/zero && printf '"
-                                  << "ORIOLE>";
-        QTest::newRow("in pieces") << "a ORI'; sleep 0.2; printf 'OLE"
-                                   << "ORIOLE>";
+        Row("usb in a name", "device for O_usb: socket://1.2.3.4:91/ORIOLE", "O_usb>usb");
+        Row("upper case", "device for ORIOLE: USB://x", "ORIOLE>");
+        Row("no port", "device for ORIOLE: socket://1.2.3.4", "ORIOLE>1.2.3.4");
+        Row("other scheme", "device for ORIOLE: ipp://1.2.3.4/", "ORIOLE>");
+        Row("two blanks", "device  for ORIOLE: usb://x", "for>usb");
+        Row("Chinese", "用于 ORIOLE 的设备：usb://x", "ORIOLE>usb");
+        Row("no address", "device for ORIOLE: socket", "ORIOLE>");
+        Row("too few words", "ORIOLE: usb://x", ">usb");
+        Row("one word", "ORIOLE", ">");
+        Row("zero byte", "a ORIOLE\\0\\nb ORIOLE", "ORIOLE>");
+        Row("no match", "device for Oriole: usb://x", "");
+        Row("no output", "", "");
+        Row("ten rows", QString("a ORIOLE\\n").repeated(12), QString("|ORIOLE>").repeated(10).mid(1));
+        Row("1024 bytes", QString(1009, 'x') + "\\nb ORIOLE_LONG_NAME", "ORIOLE_LONG_>");
+        Row("many MiB", "a ORIOLE\\n'; head -c 9000000 /dev/zero && printf '", "ORIOLE>");
+        Row("in pieces", "a ORI'; sleep 0.2; printf 'OLE", "ORIOLE>");
     }
 
     void linesBecomeRows() {
@@ -102,13 +86,13 @@ private slots:
 
     void typeDatHoldsAPattern_data() {
         Columns<QByteArray, QString>({"content", "rows"});
-        QTest::newRow("shorter than ORIOLE") << QByteArray("HE") << "HERON>";
-        QTest::newRow("zero byte") << QByteArray("HERON\0XX", 8) << "HERON>";
-        QTest::newRow("pattern") << QByteArray("H.R") << "HERON>";
-        QTest::newRow("line end") << QByteArray("HERON\n") << "";
-        QTest::newRow("bad pattern") << QByteArray("(HERON") << "";
-        QTest::newRow("65 bytes") << QByteArray(64, 'x') + "y" << QString(64, 'x') + ">";
-        QTest::newRow("empty") << QByteArray("") << "ORIOLE>";
+        Row("shorter than ORIOLE", QByteArray("HE"), "HERON>");
+        Row("zero byte", QByteArray("HERON\0XX", 8), "HERON>");
+        Row("pattern", QByteArray("H.R"), "HERON>");
+        Row("line end", QByteArray("HERON\n"), "");
+        Row("bad pattern", QByteArray("(HERON"), "");
+        Row("65 bytes", QByteArray(64, 'x') + "y", QString(64, 'x') + ">");
+        Row("empty", QByteArray(""), "ORIOLE>");
     }
 
     void typeDatHoldsAPattern() {
@@ -197,10 +181,10 @@ private slots:
 
     void aClickSelectsItsRow_data() {
         Columns<int, int, int, QString>({"row", "column", "portType", "address"});
-        QTest::newRow("network, name") << 1 << 0 << 2 << "127.0.0.31";
-        QTest::newRow("network, port") << 1 << 1 << 2 << "127.0.0.31";
-        QTest::newRow("USB keeps the address") << 0 << 1 << 1 << "kept";
-        QTest::newRow("host name with usb") << 2 << 0 << 1 << "kept";
+        Row("network, name", 1, 0, 2, "127.0.0.31");
+        Row("network, port", 1, 1, 2, "127.0.0.31");
+        Row("USB keeps the address", 0, 1, 1, "kept");
+        Row("host name with usb", 2, 0, 1, "kept");
     }
 
     void aClickSelectsItsRow() {

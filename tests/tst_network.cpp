@@ -91,15 +91,15 @@ private slots:
 
     void theChainStopsAtTheFirstQueryThatFails_data() {
         Columns<Frames, int>({"answers", "requests"});
-        QTest::newRow("no answer") << Frames{} << 1;
-        QTest::newRow("one byte") << Frames{"\xC2"} << 1;
-        QTest::newRow("start byte") << Frames{Spoilt(kState, 0, '\xC1')} << 1;
-        QTest::newRow("state's result") << Frames{Spoilt(kState, 4, 0)} << 1;
-        QTest::newRow("late name answer") << Frames{kName} << 1;
-        QTest::newRow("late state answer") << Frames{kState, kState} << 2;
-        QTest::newRow("counters' result") << Frames{kState, Spoilt(kCounters, 4, 2)} << 2;
-        QTest::newRow("detail's code") << Frames{kState, kCounters, kCounters} << 3;
-        QTest::newRow("detail's result") << Frames{kState, kCounters, Spoilt(kDetail, 4, 0)} << 3;
+        Row("no answer", Frames{}, 1);
+        Row("one byte", Frames{"\xC2"}, 1);
+        Row("start byte", Frames{Spoilt(kState, 0, '\xC1')}, 1);
+        Row("state's result", Frames{Spoilt(kState, 4, 0)}, 1);
+        Row("late name answer", Frames{kName}, 1);
+        Row("late state answer", Frames{kState, kState}, 2);
+        Row("counters' result", Frames{kState, Spoilt(kCounters, 4, 2)}, 2);
+        Row("detail's code", Frames{kState, kCounters, kCounters}, 3);
+        Row("detail's result", Frames{kState, kCounters, Spoilt(kDetail, 4, 0)}, 3);
     }
 
     void theChainStopsAtTheFirstQueryThatFails() {
@@ -129,12 +129,12 @@ private slots:
 
     void namesAreCopiedWithinTheirBuffer_data() {
         Columns<int, int, int>({"length", "result", "copied"});
-        QTest::newRow("shorter than a frame") << 4 << -1 << 0;
-        QTest::newRow("empty name") << 5 << 1 << 0;
-        QTest::newRow("one byte") << 6 << 1 << 1;
-        QTest::newRow("63 bytes") << 68 << 1 << 63;
-        QTest::newRow("64 bytes") << 69 << 1 << 63;
-        QTest::newRow("more than the answer") << 255 << 1 << 63;
+        Row("shorter than a frame", 4, -1, 0);
+        Row("empty name", 5, 1, 0);
+        Row("one byte", 6, 1, 1);
+        Row("63 bytes", 68, 1, 63);
+        Row("64 bytes", 69, 1, 63);
+        Row("more than the answer", 255, 1, 63);
     }
 
     void namesAreCopiedWithinTheirBuffer() {

@@ -63,10 +63,10 @@ private slots:
 
     void printersComeBackAfterEveryFault_data() {
         Columns<int, QByteArray>({"portType", "cure"});
-        QTest::newRow("usb unplug") << 1 << QByteArray("usb plug");
-        QTest::newRow("usb drop on") << 1 << QByteArray("usb drop off");
-        QTest::newRow("drop on") << 2 << QByteArray("drop off");
-        QTest::newRow("malformed start") << 2 << QByteArray("malformed off");
+        Row("usb unplug", 1, QByteArray("usb plug"));
+        Row("usb drop on", 1, QByteArray("usb drop off"));
+        Row("drop on", 2, QByteArray("drop off"));
+        Row("malformed start", 2, QByteArray("malformed off"));
     }
 
     void printersComeBackAfterEveryFault() {

@@ -37,12 +37,9 @@ private slots:
 
     void whatFailsToOpenIsReleasedAndTriedAgain_data() {
         Columns<QString, QString>({"calls", "line"});
-        QTest::newRow("init") << "init"
-                              << "";
-        QTest::newRow("list") << "init, debug 3, list, exit"
-                              << "libusb_get_device_list failed";
-        QTest::newRow("open") << kOpen + ", exit"
-                              << "open device failed";
+        Row("init", "init", "");
+        Row("list", "init, debug 3, list, exit", "libusb_get_device_list failed");
+        Row("open", kOpen + ", exit", "open device failed");
     }
 
     void whatFailsToOpenIsReleasedAndTriedAgain() {
@@ -61,10 +58,10 @@ private slots:
 
     void aFailingRequestKeepsItsFieldAndTheLastOneTheDisplay_data() {
         Columns<int, QString>({"request", "shown"});
-        QTest::newRow("model name") << 17 << "空闲|old|123456|-1|7|墨粉较少 ";
-        QTest::newRow("page counters") << 51 << "空闲|ORIOLE|old|old|old|墨粉较少 ";
-        QTest::newRow("state") << 68 << "old|ORIOLE|123456|-1|7|墨粉较少 ";
-        QTest::newRow("hardware state") << 0 << kOffline;
+        Row("model name", 17, "空闲|old|123456|-1|7|墨粉较少 ");
+        Row("page counters", 51, "空闲|ORIOLE|old|old|old|墨粉较少 ");
+        Row("state", 68, "old|ORIOLE|123456|-1|7|墨粉较少 ");
+        Row("hardware state", 0, kOffline);
     }
 
     void aFailingRequestKeepsItsFieldAndTheLastOneTheDisplay() {
@@ -96,10 +93,10 @@ private slots:
 
     void modelNamesAreCutAndEnded_data() {
         Columns<QByteArray, QByteArray>({"answer", "kept"}); // in a buffer full of '#'
-        QTest::newRow("with a zero") << QByteArray("AB\0C", 4) << QByteArray("AB\0C####", 8);
-        QTest::newRow("without") << QByteArray("AB") << QByteArray("AB\0#####", 8);
-        QTest::newRow("64 bytes") << QByteArray(64, 'A') << QByteArray(63, 'A') + '\0';
-        QTest::newRow("500 bytes") << QByteArray(500, 'A') << QByteArray(63, 'A') + '\0';
+        Row("with a zero", QByteArray("AB\0C", 4), QByteArray("AB\0C####", 8));
+        Row("without", QByteArray("AB"), QByteArray("AB\0#####", 8));
+        Row("64 bytes", QByteArray(64, 'A'), QByteArray(63, 'A') + '\0');
+        Row("500 bytes", QByteArray(500, 'A'), QByteArray(63, 'A') + '\0');
     }
 
     void modelNamesAreCutAndEnded() {
