@@ -99,9 +99,7 @@ private slots:
     }
 
     void theSimulatorSaysWhatIsWrong() {
-        QVERIFY(Command("jam 3").contains("unknown command \"jam\""));
         QVERIFY(Command("state 256").contains("\"256\" is not a number from 0 to 255"));
-        QVERIFY(Command("usb delay 3").contains("\"delay\" is not for the printer usb"));
         QVERIFY(Command("counters 1 2").contains("\"counters\" takes 3 arguments"));
         Desk desk;
         desk.Select(2, kAddress);

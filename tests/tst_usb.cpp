@@ -11,6 +11,11 @@ const std::map<int, QByteArray> kAnswers = {{17, QByteArray("ORIOLE", 7)},
                                             {51, QByteArray::fromHex("0001E240 AAAAAAAA FFFFFFFF 00000007")},
                                             {68, "\x04\x02"},
                                             {0, QByteArray::fromHex("00000000 0100 0E00030000000100")}};
+
+/// A desk with a USB printer that is not yet open.
+struct UsbDesk : Desk {
+    UsbDesk() { Select(1); }
+};
 } // namespace
 
 class UsbTest : public QObject {
@@ -20,8 +25,7 @@ private slots:
     void init() { fakeUsb = FakeUsb(); }
 
     void opensOnOneTickAndReadsOnTheNext() {
-        Desk desk;
-        desk.Select(1);
+        UsbDesk desk;
         fakeUsb.answers = kAnswers;
         for (int poll = 0; poll < 2; ++poll) {
             const QString before = desk.Shown();
@@ -43,8 +47,7 @@ private slots:
     }
 
     void whatFailsToOpenIsReleasedAndTriedAgain() {
-        Desk desk;
-        desk.Select(1);
+        UsbDesk desk;
         fakeUsb.fails = QTest::currentDataTag();
         for (int tick = 0; tick < 2; ++tick) {
             desk.window->ui->DetailError->setText("stale");
@@ -67,8 +70,7 @@ private slots:
     void aFailingRequestKeepsItsFieldAndTheLastOneTheDisplay() {
         QFETCH(int, request);
         for (const bool answersNothing : {false, true}) {
-            Desk desk;
-            desk.Select(1);
+            UsbDesk desk;
             for (QLineEdit* field : desk.window->findChildren<QLineEdit*>()) field->setText("old");
             fakeUsb.answers = kAnswers;
             fakeUsb.answers.erase(request);
@@ -80,8 +82,7 @@ private slots:
     }
 
     void shortAnswersAreReadOnWithTheOnesBefore() {
-        Desk desk;
-        desk.Select(1);
+        UsbDesk desk;
         // Left of the name are bytes 14 on, of the counters bytes 1 to 13, of the state nothing.
         fakeUsb.answers = {{17, QByteArray(14, '\0') + QByteArray::fromHex("0300 030000000100")},
                            {51, QByteArray::fromHex("00000001 02000E00 03000000 0100")},
@@ -102,8 +103,7 @@ private slots:
     void modelNamesAreCutAndEnded() {
         QFETCH(QByteArray, kept);
         QFETCH(QByteArray, answer);
-        Desk desk;
-        desk.Select(1);
+        UsbDesk desk;
         memset(desk.window->m_szModelName, '#', 63);
         fakeUsb.answers[17] = answer;
         desk.Tick(2);
@@ -113,8 +113,7 @@ private slots:
     void anOpenPrinterIsClosedOnceWhenItIsLeft() {
         // By a listing that fails, a network tick, a tick without a printer, the window's end.
         for (const int portType : {1, 2, 0, -1}) {
-            Desk desk;
-            desk.Select(1);
+            UsbDesk desk;
             desk.Tick();
             fakeUsb.Calls();
             desk.Select(portType);
