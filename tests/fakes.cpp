@@ -26,27 +26,16 @@ T* Handle(char& object) {
     return reinterpret_cast<T*>(&object);
 }
 
-/// Notes a call, and whether it is given the object that it has to be given.
-void Note(const QString& call, const void* given, const char& object) {
+/// Notes a call, and when it is not given what it has to be given; whether the call succeeds.
+bool Note(const QString& call, const void* given, const char& object) {
     fakeUsb.calls += given == &object ? call : call + " of something else";
-}
-
-bool Acquire(const QString& call, const void* given, const char& object) {
-    Note(call, given, object);
-    const bool succeeds = fakeUsb.fails.isEmpty() || !call.startsWith(fakeUsb.fails);
-    fakeUsb.alive += succeeds ? 1 : 0;
-    return succeeds;
-}
-
-void Release(const QString& call, const void* given, const char& object) {
-    Note(call, given, object);
-    --fakeUsb.alive;
+    return fakeUsb.fails.isEmpty() || !call.startsWith(fakeUsb.fails);
 }
 } // namespace
 
 int libusb_init(libusb_context** ctx) {
     *ctx = Handle<libusb_context>(theContext);
-    return Acquire("init", *ctx, theContext) ? 0 : LIBUSB_ERROR_OTHER;
+    return Note("init", *ctx, theContext) ? 0 : LIBUSB_ERROR_OTHER;
 }
 
 void libusb_set_debug(libusb_context* ctx, int level) {
@@ -55,22 +44,22 @@ void libusb_set_debug(libusb_context* ctx, int level) {
 
 ssize_t libusb_get_device_list(libusb_context* ctx, libusb_device*** list) {
     *list = Handle<libusb_device*>(theList);
-    return Acquire("list", ctx, theContext) ? 1 : LIBUSB_ERROR_NO_MEM;
+    return Note("list", ctx, theContext) ? 1 : LIBUSB_ERROR_NO_MEM;
 }
 
 void libusb_free_device_list(libusb_device** list, int unref) {
-    Release(QString("free %1").arg(unref), list, theList);
+    Note(QString("free %1").arg(unref), list, theList);
 }
 
 libusb_device_handle* libusb_open_device_with_vid_pid(libusb_context* ctx, uint16_t vendor_id,
                                                       uint16_t product_id) {
     const QString call = QString("open %1:%2").arg(vendor_id, 0, 16).arg(product_id, 0, 16);
-    return Acquire(call, ctx, theContext) ? Handle<libusb_device_handle>(theHandle) : nullptr;
+    return Note(call, ctx, theContext) ? Handle<libusb_device_handle>(theHandle) : nullptr;
 }
 
-void libusb_close(libusb_device_handle* dev_handle) { Release("close", dev_handle, theHandle); }
+void libusb_close(libusb_device_handle* dev_handle) { Note("close", dev_handle, theHandle); }
 
-void libusb_exit(libusb_context* ctx) { Release("exit", ctx, theContext); }
+void libusb_exit(libusb_context* ctx) { Note("exit", ctx, theContext); }
 
 int libusb_control_transfer(libusb_device_handle*, uint8_t type, uint8_t request, uint16_t value,
                             uint16_t index, unsigned char* data, uint16_t length, unsigned int timeout) {

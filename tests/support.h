@@ -54,7 +54,6 @@ struct FakeUsb {
     std::map<int, QByteArray> answers; ///< by request; a request without one fails
     QString fails;                     ///< the call that fails: "init", "list" or "open"
     QStringList calls;                 ///< since the last Calls(), with their arguments
-    int alive = 0;                     ///< contexts, handles and lists that are not yet released
 
     QString Calls() { return std::exchange(calls, QStringList()).join(", "); }
 };

@@ -24,34 +24,6 @@ private slots:
         QCOMPARE(desk.window->m_pModel->headerData(1, Qt::Horizontal), QVariant("打印端口"));
         QCOMPARE(table.editTriggers(), QAbstractItemView::NoEditTriggers);
         QCOMPARE(table.selectionBehavior(), QAbstractItemView::SelectRows);
-        QCOMPARE(table.geometry(), QRect(20, 30, 311, 171));
-        QCOMPARE(desk.window->ui->RefreshPrinter->geometry(), QRect(20, 0, 85, 27));
-        QCOMPARE(desk.window->ui->RefreshPrinter->text(), QString("刷新设备"));
-        QCOMPARE(desk.window->size(), QSize(381, 572));
-    }
-
-    void captionsStandBesideTheirReadOnlyFields_data() {
-        Columns<QString, QString, int, int, int>({"label", "caption", "width", "y", "height"});
-        Row("PrinterStatus", "label_2", "打印机状态：", 81, 220, 26);
-        Row("PrinterType", "label_1", "打印机型号:", 91, 260, 26);
-        Row("PrinterCount", "label_3", "机芯打印页数:", 101, 300, 26);
-        Row("CatridgetCount", "label_4", "硒鼓打印页数 :", 101, 340, 26);
-        Row("CompactCount", "label_10", "粉盒打印页数:", 101, 380, 26);
-        Row("DetailError", "label_6", "错误信息:", 61, 420, 89);
-    }
-
-    void captionsStandBesideTheirReadOnlyFields() {
-        Desk desk;
-        QFETCH(QString, label);
-        const auto* caption = desk.window->findChild<QLabel*>(label);
-        const auto* field = desk.window->findChild<QWidget*>(QTest::currentDataTag());
-        QTEST(caption->text(), "caption");
-        QTEST(caption->width(), "width");
-        QTEST(field->height(), "height");
-        QTEST(field->y(), "y");
-        QCOMPARE(caption->geometry(), QRect(20, field->y(), caption->width(), 20));
-        QCOMPARE(field->geometry(), QRect(150, field->y(), 181, field->height()));
-        QVERIFY(field->property("readOnly").toBool());
     }
 
     void linesBecomeRows_data() {
