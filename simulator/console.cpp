@@ -3,63 +3,13 @@
 #include "console.h"
 
 #include <algorithm>
-#include <charconv>
+#include <climits>
 #include <iterator>
-#include <sstream>
-
-const char kConsoleHelp[] =
-    R"(Commands, one a line. A line that begins with a printer's address, or with "usb",
-goes to that printer; any other goes to all of them.
-  state CODE                    0 to 255; 1 warming up, 2 printing, 3 error, 4 idle, 5 sleeping,
-                                6 cancelling a job
-  counters ENGINE DRUM TONER    pages printed
-  flag ID [VALUE]               raise a flag entry of the hardware state (VALUE: 1)
-  array ID STATE...             raise an entry with an array of states, one a position
-  errors CODE...                raise the error-code entry
-  clear [ID]                    clear one entry, or all
-  drop on|off                   give no answers; over USB, never complete a request
-  delay MS                      answer late (network)
-  malformed start|code|result|short|off
-                                spoil the answers (network)
-  unplug, plug                  take the printer off the bus, put it back (USB)
-)";
 
 namespace
 {
 
-typedef std::vector<std::uint32_t> Numbers;
-typedef std::string Problem; // empty: none
-
-/// Puts a condition in the place of one with the same identifier, or behind all others.
-Problem Raise(Printer& printer, std::uint32_t id, Condition::Kind kind, const Numbers& values)
-{
-    Printer changed = printer;
-    const Condition condition = {static_cast<std::uint8_t>(id), kind, values};
-    const auto place =
-        std::find_if(changed.conditions.begin(), changed.conditions.end(),
-                     [&condition](const Condition& other) { return other.id == condition.id; });
-    if (place != changed.conditions.end())
-        *place = condition;
-    else
-        changed.conditions.push_back(condition);
-    if (!changed.HardwareState())
-        return "the hardware state has no room for it";
-    printer = changed;
-    return "";
-}
-
-Problem Clear(Printer& printer, const Numbers& ids)
-{
-    const auto cleared = [&ids](const Condition& condition) {
-        return ids.empty() || condition.id == ids[0];
-    };
-    std::vector<Condition>& all = printer.conditions;
-    const auto end = std::remove_if(all.begin(), all.end(), cleared);
-    if (!ids.empty() && end == all.end())
-        return "entry " + std::to_string(ids[0]) + " is not raised";
-    all.erase(end, all.end());
-    return "";
-}
+typedef QVector<quint32> Numbers;
 
 /// The printers that a command is for.
 enum Channel { kAll, kNetwork, kUsb };
@@ -67,183 +17,181 @@ enum Channel { kAll, kNetwork, kUsb };
 struct Command {
     const char* name;
     Channel channel;
-    size_t fewest; // arguments
-    size_t most;
-    std::uint32_t limit;              // of each number
-    std::vector<std::string> choices; // words that stand for the numbers from 0 on
-    Problem (*run)(Printer&, const Numbers&);
+    const char* takes; // arguments; [optional], one or more..., or one|of|these|words
+    quint32 limit;     // of each number
+    const char* help;
 };
 
-const std::uint32_t kByte = 255;
-const std::uint32_t kAnyNumber = UINT32_MAX;
-const std::uint32_t kErrorCodesId = 34;
-const std::uint32_t kLongestDelay = 60000; // ms
+const quint32 kByte = 255;
+const quint32 kErrorCodesId = 34;
 
 const Command kCommands[] = {
-    {"state",
-     kAll,
-     1,
-     1,
-     kByte,
-     {},
-     [](Printer& printer, const Numbers& n) {
-         printer.state = static_cast<std::uint8_t>(n[0]);
-         return Problem();
-     }},
-    {"counters",
-     kAll,
-     3,
-     3,
-     kAnyNumber,
-     {},
-     [](Printer& printer, const Numbers& n) {
-         std::copy(n.begin(), n.end(), printer.counters.begin());
-         return Problem();
-     }},
-    {"flag",
-     kAll,
-     1,
-     2,
-     kByte,
-     {},
-     [](Printer& printer, const Numbers& n) {
-         return Raise(printer, n[0], Condition::Flag, {n.size() > 1 ? n[1] : 1});
-     }},
-    {"array",
-     kAll,
-     2,
-     1 + kByte,
-     kByte,
-     {},
-     [](Printer& printer, const Numbers& n) {
-         return Raise(printer, n[0], Condition::Array, Numbers(n.begin() + 1, n.end()));
-     }},
-    {"errors",
-     kAll,
-     1,
-     kByte,
-     kAnyNumber,
-     {},
-     [](Printer& printer, const Numbers& n) {
-         return Raise(printer, kErrorCodesId, Condition::ErrorCodes, n);
-     }},
-    {"clear", kAll, 0, 1, kByte, {}, Clear},
-    {"drop",
-     kAll,
-     1,
-     1,
-     0,
-     {"off", "on"},
-     [](Printer& printer, const Numbers& n) {
-         printer.drop = n[0] != 0;
-         return Problem();
-     }},
-    {"delay",
-     kNetwork,
-     1,
-     1,
-     kLongestDelay,
-     {},
-     [](Printer& printer, const Numbers& n) {
-         printer.delay = std::chrono::milliseconds(n[0]);
-         return Problem();
-     }},
-    {"malformed",
-     kNetwork,
-     1,
-     1,
-     0,
-     {"off", "start", "code", "result", "short"},
-     [](Printer& printer, const Numbers& n) {
-         printer.malformed = static_cast<Malformed>(n[0]);
-         return Problem();
-     }},
-    {"unplug",
-     kUsb,
-     0,
-     0,
-     0,
-     {},
-     [](Printer& printer, const Numbers&) {
-         printer.plugged = false;
-         return Problem();
-     }},
-    {"plug",
-     kUsb,
-     0,
-     0,
-     0,
-     {},
-     [](Printer& printer, const Numbers&) {
-         printer.plugged = true;
-         return Problem();
-     }},
+    {"state", kAll, "CODE", kByte,
+     "1 warming up 2 printing 3 error 4 idle 5 sleeping 6 cancelling"},
+    {"counters", kAll, "ENGINE DRUM TONER", UINT32_MAX, "pages printed"},
+    {"flag", kAll, "ID [VALUE]", kByte, "raise a fault that is on or off (VALUE: 1)"},
+    {"array", kAll, "ID STATE...", kByte, "raise a fault that has positions, one STATE each"},
+    {"errors", kAll, "CODE...", UINT32_MAX, "raise error codes"},
+    {"raw", kAll, "HEX...", 0, "tell these bytes as the whole hardware state"},
+    {"frame", kNetwork, "HEX...", 0, "answer every request with these bytes (network)"},
+    {"clear", kAll, "[ID]", kByte, "clear one fault (error codes: 34), or all"},
+    {"drop", kAll, "on|off", 0, "give no answers; over USB, never complete a request"},
+    {"delay", kNetwork, "MS", 60000, "answer late (network)"},
+    {"malformed", kNetwork, "start|code|result|short|off", 0, "spoil the answers (network)"},
+    {"stall", kUsb, "17|51|68|0|off", 0, "make one request fail (USB)"},
+    {"empty", kUsb, "17|51|68|0|off", 0, "answer one request without a byte (USB)"},
+    {"unplug", kUsb, "", 0, "take the printer off the bus (USB)"},
+    {"plug", kUsb, "", 0, "put it back (USB)"},
 };
 
-bool IsFor(Channel channel, const std::string& printer)
+const char kCommonNumbers[] =
+    R"(Common faults:
+  flag 14             toner low             flag 33             drum at the end of its life
+  flag 4              no toner cartridge    flag 26             waste toner bin full
+  array 6 0 1         jam, manual tray      array 9 1 0 1       front and duplex covers open
+  array 6 0 0 0 1     jam, first sensor     array 10 0 1        main tray open
+  array 12 1 0        main tray empty       array 28 0 1        main tray error
+  errors 200031       out of toner          errors 500001       network lost
+)";
+
+QString Usage(const Command& command)
 {
-    return channel == kAll || (printer == kUsbPrinter) == (channel == kUsb);
+    const QString takes = *command.takes ? command.takes : "no arguments";
+    return QString(command.name) + " takes " + takes +
+           (command.limit ? ", each from 0 to " + QString::number(command.limit) : "");
 }
 
-/// Reads an argument of `command`; an empty text in `problem` says that it is good.
-std::uint32_t ReadArgument(const Command& command, const std::string& word, Problem& problem)
+/// Whether `words` are arguments that `command` takes. Fills `numbers` when they are numbers.
+bool ReadArguments(const Command& command, const QStringList& words, Numbers& numbers)
 {
-    const std::vector<std::string>& choices = command.choices;
-    if (!choices.empty()) {
-        const auto choice = std::find(choices.begin(), choices.end(), word);
-        if (choice == choices.end())
-            problem = "\"" + word + "\" is not one of the choices that --help lists";
-        return static_cast<std::uint32_t>(choice - choices.begin());
+    const QString takes = command.takes;
+    if (takes.contains('|'))
+        return words.size() == 1 && takes.split('|').contains(words[0]);
+    if (takes == "HEX...") {
+        const QByteArray hex = words.join("").toUtf8();
+        return !hex.isEmpty() && QByteArray::fromHex(hex).toHex() == hex.toLower();
     }
-    std::uint64_t number = 0;
-    const auto [end, error] = std::from_chars(word.data(), word.data() + word.size(), number);
-    if (error != std::errc() || end != word.data() + word.size() || number > command.limit)
-        problem = "\"" + word + "\" is not a number from 0 to " + std::to_string(command.limit);
-    return static_cast<std::uint32_t>(number);
+    const int most = takes.endsWith("...") ? INT_MAX : takes.split(' ', Qt::SkipEmptyParts).size();
+    const int fewest = takes.split(' ', Qt::SkipEmptyParts).size() - takes.count('[');
+    for (const QString& word : words) {
+        bool good = false;
+        numbers += word.toUInt(&good);
+        if (!good || numbers.last() > command.limit)
+            return false;
+    }
+    return numbers.size() >= fewest && numbers.size() <= most;
+}
+
+void Clear(Printer& printer, quint32 id)
+{
+    QVector<Condition>& all = printer.conditions;
+    const auto hasId = [id](const Condition& condition) { return condition.id == id; };
+    all.erase(std::remove_if(all.begin(), all.end(), hasId), all.end());
+}
+
+/// Puts a condition behind all others, in the place of one with the same identifier.
+QString Raise(Printer& printer, const Condition& condition)
+{
+    const Printer before = printer;
+    Clear(printer, condition.id);
+    printer.conditions += condition;
+    if (!printer.HardwareState().isEmpty())
+        return "ok";
+    printer = before;
+    return "the hardware state has no room for it";
+}
+
+/// Carries a command out on one printer; returns the reply.
+QString Apply(const QString& name, const QStringList& words, const Numbers& n, Printer& printer)
+{
+    if (name == "state") {
+        printer.state = static_cast<quint8>(n[0]);
+    } else if (name == "counters") {
+        std::copy(n.begin(), n.end(), printer.counters);
+    } else if (name == "flag") {
+        return Raise(printer, {n[0], Condition::Flag, {n.value(1, 1)}});
+    } else if (name == "array") {
+        return Raise(printer, {n[0], Condition::Array, n.mid(1)});
+    } else if (name == "errors") {
+        return Raise(printer, {kErrorCodesId, Condition::ErrorCodes, n});
+    } else if (name == "raw") {
+        printer.raw = QByteArray::fromHex(words.join("").toUtf8());
+    } else if (name == "frame") {
+        printer.frame = QByteArray::fromHex(words.join("").toUtf8());
+    } else if (name == "clear") {
+        printer.raw.clear();
+        printer.frame.clear();
+        n.isEmpty() ? printer.conditions.clear() : Clear(printer, n[0]);
+    } else if (name == "drop") {
+        printer.drop = words[0] == "on";
+    } else if (name == "delay") {
+        printer.delay = static_cast<int>(n[0]);
+    } else if (name == "malformed") {
+        printer.malformed = words[0];
+    } else if (name == "stall") {
+        printer.stalled = words[0] == "off" ? -1 : words[0].toInt();
+    } else if (name == "empty") {
+        printer.empty = words[0] == "off" ? -1 : words[0].toInt();
+    } else {
+        printer.plugged = name == "plug";
+    }
+    return "ok";
 }
 
 } // namespace
 
-std::string RunCommand(const std::string& line, std::vector<Printer>& printers)
+QString ConsoleHelp()
 {
-    std::istringstream stream(line);
-    std::vector<std::string> words((std::istream_iterator<std::string>(stream)), {});
-    if (words.empty())
-        return "";
-    std::string target;
-    for (const Printer& printer : printers) {
-        if (words[0] == printer.name)
-            target = printer.name;
+    QString help = "Commands, one a line. A line that begins with a printer's address, or with "
+                   "\"usb\", goes to\nthat printer; any other goes to all of them.\n";
+    for (const Command& command : kCommands) {
+        help += QString("  %1 %2").arg(command.name, command.takes).leftJustified(40) +
+                command.help + "\n";
     }
-    if (!target.empty())
-        words.erase(words.begin());
+    return help + kCommonNumbers;
+}
 
-    if (words.empty())
-        return "there is no command behind \"" + target + "\"";
-    const std::string name = words[0];
+Console::Console(const QStringList& names, const QByteArray& model)
+{
+    for (const QString& name : names)
+        m_printers.push_back({name, model});
+    for (const Printer& printer : m_printers) {
+        if (printer.name == kUsbPrinter)
+            m_bus = std::make_unique<UsbBus>(printer, m_lock);
+    }
+}
+
+QString Console::Run(const QString& line)
+{
+    QStringList words = line.split(' ', Qt::SkipEmptyParts);
+    if (words.isEmpty())
+        return "";
+    if (words[0] == "help")
+        return ConsoleHelp();
+    QString target;
+    for (const Printer& printer : m_printers) {
+        if (words[0] == printer.name)
+            target = words.takeFirst();
+    }
+    const QString name = words.isEmpty() ? "" : words.takeFirst();
     const Command* command =
         std::find_if(std::begin(kCommands), std::end(kCommands),
-                     [&name](const Command& known) { return known.name == name; });
+                     [&name](const Command& known) { return name == known.name; });
     if (command == std::end(kCommands))
-        return "unknown command \"" + name + "\"\n" + kConsoleHelp;
-    const size_t arguments = words.size() - 1;
-    if (arguments < command->fewest || arguments > command->most) {
-        const std::string fewest = std::to_string(command->fewest);
-        const std::string most = std::to_string(command->most);
-        return "\"" + name + "\" takes " + (fewest == most ? most : fewest + " to " + most) +
-               (most == "1" ? " argument" : " arguments");
-    }
-    Problem problem;
+        return "\"" + name + "\" is no command; help lists them";
     Numbers numbers;
-    for (size_t i = 1; i < words.size() && problem.empty(); ++i)
-        numbers.push_back(ReadArgument(*command, words[i], problem));
-    if (!target.empty() && !IsFor(command->channel, target))
-        return "\"" + name + "\" is not for the printer " + target;
-    for (Printer& printer : printers) {
-        const bool meant =
-            target.empty() ? IsFor(command->channel, printer.name) : printer.name == target;
-        if (problem.empty() && meant)
-            problem = command->run(printer, numbers);
+    if (!ReadArguments(*command, words, numbers))
+        return Usage(*command);
+
+    QString reply = name + " is not for this printer";
+    const QMutexLocker guard(&m_lock);
+    for (Printer& printer : m_printers) {
+        const Channel channel = printer.name == kUsbPrinter ? kUsb : kNetwork;
+        if ((target.isEmpty() || target == printer.name) &&
+            (command->channel == kAll || command->channel == channel))
+            reply = Apply(name, words, numbers, printer);
     }
-    return problem;
+    if (m_bus)
+        m_bus->Update();
+    return reply;
 }

@@ -3,13 +3,34 @@
 #ifndef CONSOLE_H
 #define CONSOLE_H
 
-#include "printer.h"
+#include "usbbus.h"
 
-/// What a person can type, one command a line; shown for --help and on an unknown command.
-extern const char kConsoleHelp[];
+#include <QStringList>
 
-/// Carries one command line out on the printers that it names.
-/// @return what is wrong with the line, or an empty text when it has been carried out
-std::string RunCommand(const std::string& line, std::vector<Printer>& printers);
+#include <vector>
+
+/// What a person can type, and what common numbers mean.
+QString ConsoleHelp();
+
+/// The simulated printers, and what is typed for them.
+class Console
+{
+public:
+    /// @param names  IPv4 addresses; kUsbPrinter for a printer on a USB bus
+    Console(const QStringList& names, const QByteArray& model);
+
+    /// Carries one typed line out on the printers that it names.
+    /// @return the reply: "ok" when a command has been carried out, else one line on what is wrong;
+    ///         the help when that was asked for; nothing for an empty line
+    QString Run(const QString& line);
+
+    const std::vector<Printer>& Printers() const { return m_printers; }
+    UsbBus* Bus() const { return m_bus.get(); } ///< null when there is none
+
+private:
+    std::vector<Printer> m_printers;
+    QMutex m_lock; // of m_printers, which the USB bus reads on a thread of its own
+    std::unique_ptr<UsbBus> m_bus;
+};
 
 #endif // CONSOLE_H

@@ -2,18 +2,22 @@
 
 #include "printer.h"
 
+#include <QDataStream>
+#include <QIODevice>
+
 #include <numeric>
 
 namespace
 {
 
 // Request frame: 0 start | 1 zero | 2 frame length | 3 command | 4... model name | last: checksum
-// Answer frame:  0 start | 1 zero | 2 frame length | 3 command | 4... data       | last: checksum
-const std::uint8_t kRequestStart = 0xC1;
-const std::uint8_t kAnswerStart = 0xC2;
-const std::uint8_t kResultOk = 0x01;
-const size_t kHeadSize = 4;
-const size_t kFrameOverhead = kHeadSize + 1;
+// Answer frame:  0 start | 1 any  | 2 frame length | 3 command | 4... data       | last: checksum
+const char kRequestStart = '\xC1';
+const char kAnswerStart = '\xC2';
+const char kResultOk = 1;
+const int kHeadSize = 4;
+const int kFrameOverhead = kHeadSize + 1;
+const int kLongestPayload = 59; // what a request of 64 bytes holds
 enum FrameOffset { kStart = 0, kLength = 2, kCommand = 3, kResult = 4 };
 
 enum Command {
@@ -31,123 +35,126 @@ enum UsbRequest {
 
 // Hardware state block: 4 bytes | entry count, 2 bytes, low byte first | entries | arrays
 // Entry: 0 identifier | 2 type | 4 element count | 6 flag, or offset of the array in the block
-const size_t kEntriesOffset = 6;
-const size_t kEntrySize = 8;
-const std::uint8_t kStatusEntry = 3;
-const std::uint8_t kErrorCodeEntry = 4;
-const size_t kMaxArrayOffset = 255;
-const size_t kMaxBlockSize = 494; // what a 500-byte answer frame holds
+const int kEntriesOffset = 6;
+const int kEntrySize = 8;
+const char kStatusEntry = 3;
+const char kErrorCodeEntry = 4;
+const int kMaxArrayOffset = 255;
+const int kMaxBlockSize = 494; // what a 500-byte answer frame holds
+// Bytes that mean nothing hold this, so that it shows when somebody reads them.
+const char kUnused = '\xEE';
 
-std::uint8_t Checksum(const Bytes& bytes, size_t size)
+char Checksum(const QByteArray& bytes)
 {
-    return static_cast<std::uint8_t>(std::accumulate(bytes.begin(), bytes.begin() + size, 0U));
+    return static_cast<char>(std::accumulate(bytes.begin(), bytes.end(), 0));
 }
 
-std::string CheckRequest(const Bytes& request, const std::string& model)
+QString CheckRequest(const QByteArray& request, const QByteArray& model)
 {
     if (request.size() < kFrameOverhead)
         return "it is shorter than a frame";
-    if (request[kStart] != kRequestStart)
-        return "its start byte is wrong";
-    if (request[kStart + 1] != 0)
-        return "its second byte is not zero";
-    if (request[kLength] != request.size())
+    if (request[kStart] != kRequestStart || request[kStart + 1] != 0)
+        return "its start is wrong";
+    if (static_cast<quint8>(request[kLength]) != request.size())
         return "its frame length is wrong";
-    if (request.back() != Checksum(request, request.size() - 1))
+    if (request.back() != Checksum(request.chopped(1)))
         return "its checksum is wrong";
-    const std::string payload(request.begin() + kHeadSize, request.end() - 1);
-    if (payload != (request[kCommand] == kModelNameCommand ? "" : model))
+    const QByteArray payload = request.mid(kHeadSize).chopped(1);
+    if (payload != (request[kCommand] == kModelNameCommand ? "" : model.left(kLongestPayload)))
         return "its payload is \"" + payload + "\"";
     return "";
 }
 
-void Append(Bytes& bytes, const Bytes& more)
-{
-    bytes.insert(bytes.end(), more.begin(), more.end());
-}
-
 } // namespace
 
-std::optional<Bytes> Printer::AnswerFrame(const Bytes& request, std::string& problem) const
+QByteArray Printer::AnswerFrame(const QByteArray& request, QString& problem) const
 {
+    if (!frame.isEmpty())
+        return frame;
     problem = CheckRequest(request, model);
-    if (!problem.empty())
-        return std::nullopt;
+    if (!problem.isEmpty())
+        return "";
 
-    Bytes frame = {kAnswerStart, 0, 0, request[kCommand]};
-    if (frame[kCommand] != kModelNameCommand)
-        frame.push_back(kResultOk);
-    switch (frame[kCommand]) {
-    case kModelNameCommand: frame.insert(frame.end(), model.begin(), model.end()); break;
-    case kStateCommand: frame.push_back(state); break;
-    case kPageCountersCommand: Append(frame, PageCounters()); break;
-    case kHardwareStateCommand: Append(frame, HardwareState().value_or(Bytes())); break;
-    default: problem = "its command is unknown"; return std::nullopt;
+    const char command = request[kCommand];
+    QByteArray answer = {kHeadSize, kUnused};
+    answer[kStart] = kAnswerStart;
+    answer[kCommand] = command;
+    if (command != kModelNameCommand)
+        answer += kResultOk;
+    switch (command) {
+    case kModelNameCommand: answer += model; break;
+    case kStateCommand: answer += static_cast<char>(state); break;
+    case kPageCountersCommand: answer += PageCounters(); break;
+    case kHardwareStateCommand: answer += HardwareState(); break;
+    default: problem = "its command is unknown"; return "";
     }
-    frame[kLength] = static_cast<std::uint8_t>(frame.size() + 1);
-    frame.push_back(Checksum(frame, frame.size()));
+    answer[kLength] = static_cast<char>(answer.size() + 1);
+    answer += Checksum(answer);
 
-    switch (malformed) {
-    case Malformed::None: break;
-    case Malformed::Start: frame[kStart] = kRequestStart; break;
-    case Malformed::Code: frame[kCommand] ^= 0xFFU; break;
-    case Malformed::Result: frame[kResult] = 0; break;
-    case Malformed::Short: frame.resize(kCommand); break;
-    }
-    return frame;
+    if (malformed == "start")
+        answer[kStart] = kRequestStart;
+    else if (malformed == "code")
+        answer[kCommand] = kUnused;
+    else if (malformed == "result")
+        answer[kResult] = 0;
+    else if (malformed == "short")
+        answer.truncate(kCommand);
+    return answer;
 }
 
-std::optional<Bytes> Printer::UsbAnswer(int request) const
+std::optional<QByteArray> Printer::UsbAnswer(int request) const
 {
+    if (request == stalled)
+        return std::nullopt;
+    if (request == empty)
+        return "";
     switch (request) {
-    case kModelNameRequest: {
-        Bytes name(model.begin(), model.end());
-        name.push_back(0);
-        return name;
-    }
+    case kModelNameRequest: return model + '\0';
     case kPageCountersRequest: return PageCounters();
-    case kStateRequest: return Bytes{state};
+    case kStateRequest: return QByteArray(1, static_cast<char>(state));
     case kHardwareStateRequest: return HardwareState();
     default: return std::nullopt;
     }
 }
 
-std::optional<Bytes> Printer::HardwareState() const
+QByteArray Printer::HardwareState() const
 {
-    const size_t count = conditions.size();
-    Bytes block(kEntriesOffset + kEntrySize * count);
-    block[4] = static_cast<std::uint8_t>(count);
-    for (size_t i = 0; i < count; ++i) {
+    if (!raw.isEmpty())
+        return raw;
+    QByteArray block(kEntriesOffset + kEntrySize * conditions.size(), kUnused);
+    block[4] = static_cast<char>(conditions.size());
+    block[5] = 0;
+    for (int i = 0; i < conditions.size(); ++i) {
         const Condition& condition = conditions[i];
-        const size_t entry = kEntriesOffset + kEntrySize * i;
-        block[entry] = condition.id;
-        block[entry + 2] = condition.kind == Condition::ErrorCodes ? kErrorCodeEntry : kStatusEntry;
+        const int entry = kEntriesOffset + kEntrySize * i;
+        const bool codes = condition.kind == Condition::ErrorCodes;
+        block[entry] = static_cast<char>(condition.id);
+        block[entry + 2] = codes ? kErrorCodeEntry : kStatusEntry;
         if (condition.kind == Condition::Flag) {
-            block[entry + 6] = static_cast<std::uint8_t>(condition.values[0]);
+            block[entry + 6] = static_cast<char>(condition.values[0]);
             continue;
         }
         if (block.size() > kMaxArrayOffset)
-            return std::nullopt;
-        block[entry + 4] = static_cast<std::uint8_t>(condition.values.size());
-        block[entry + 6] = static_cast<std::uint8_t>(block.size());
-        for (const std::uint32_t value : condition.values) {
-            const int size = condition.kind == Condition::ErrorCodes ? 4 : 2;
-            for (int byte = 0; byte < size; ++byte) // low byte first
-                block.push_back(static_cast<std::uint8_t>(value >> (8 * byte)));
+            return "";
+        block[entry + 4] = static_cast<char>(condition.values.size());
+        block[entry + 6] = static_cast<char>(block.size());
+        QDataStream array(&block, QIODevice::Append);
+        array.setByteOrder(QDataStream::LittleEndian);
+        for (const quint32 value : condition.values) {
+            if (codes)
+                array << value;
+            else
+                array << static_cast<quint8>(value) << static_cast<quint8>(kUnused);
         }
     }
-    if (block.size() > kMaxBlockSize)
-        return std::nullopt;
-    return block;
+    return block.size() > kMaxBlockSize ? "" : block;
 }
 
-/// Four words, high byte first: the engine's, one without use, the drum's, the toner cartridge's.
-Bytes Printer::PageCounters() const
+/// Four words, high byte first: the engine's, one that means nothing, the drum's, the toner's.
+QByteArray Printer::PageCounters() const
 {
-    Bytes record;
-    for (const std::uint32_t word : {counters[0], 0xFFFFFFFFU, counters[1], counters[2]}) {
-        for (int shift = 24; shift >= 0; shift -= 8)
-            record.push_back(static_cast<std::uint8_t>(word >> shift));
-    }
+    QByteArray record;
+    QDataStream(&record, QIODevice::WriteOnly)
+        << counters[0] << quint32(0xEEEEEEEE) << counters[1] << counters[2];
     return record;
 }

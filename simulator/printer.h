@@ -3,55 +3,53 @@
 #ifndef PRINTER_H
 #define PRINTER_H
 
-#include <array>
-#include <chrono>
-#include <cstdint>
-#include <optional>
-#include <string>
-#include <vector>
+#include <QByteArray>
+#include <QString>
+#include <QVector>
 
-typedef std::vector<std::uint8_t> Bytes;
+#include <optional>
 
 /// Name of the printer on the USB bus; the others are named by their addresses.
 const char kUsbPrinter[] = "usb";
 
-/// How a simulated printer spoils its network answers.
-enum class Malformed { None, Start, Code, Result, Short };
-
 /// A condition that a printer's hardware state block reports.
 struct Condition {
     enum Kind { Flag, Array, ErrorCodes };
-    std::uint8_t id;
+    quint32 id;
     Kind kind;
-    std::vector<std::uint32_t> values; ///< the flag's value, or the array's elements
+    QVector<quint32> values; ///< the flag's value, or the array's elements
 };
 
 /// One simulated printer: what it would tell, and the frames and records in which it tells it.
 struct Printer {
-    std::string name; ///< address, or "usb"
-    std::string model;
+    QString name; ///< address, or "usb"
+    QByteArray model;
 
-    std::uint8_t state = 4;
-    std::array<std::uint32_t, 3> counters = {1200, 800, 400}; ///< engine, drum, toner
-    std::vector<Condition> conditions = {};                   ///< in the order of the block
+    quint8 state = 4;                       ///< idle
+    quint32 counters[3] = {1200, 800, 400}; ///< pages of the engine, the drum, the toner
+    QVector<Condition> conditions = {};     ///< in the order of the block
+    QByteArray raw = {};                    ///< a hardware state block to tell instead
+    QByteArray frame = {};                  ///< what to answer to every request instead (network)
 
-    bool drop = false;   ///< network: no answers; USB: requests are accepted and never completed
-    bool plugged = true; ///< USB only
-    std::chrono::milliseconds delay{0};
-    Malformed malformed = Malformed::None;
+    bool drop = false;         ///< network: no answers; USB: requests that are never completed
+    int delay = 0;             ///< ms before an answer (network)
+    QString malformed = "off"; ///< how answers are spoiled (network)
+    int stalled = -1;          ///< a request that fails (USB)
+    int empty = -1;            ///< a request that is answered without a byte (USB)
+    bool plugged = true;       ///< on the bus (USB)
 
     /// The answer frame to a request frame, spoiled as `malformed` says.
-    /// @param problem  receives what is wrong with the request when there is no answer to it
-    std::optional<Bytes> AnswerFrame(const Bytes& request, std::string& problem) const;
+    /// @param problem  receives what is wrong with the request when the answer is empty
+    QByteArray AnswerFrame(const QByteArray& request, QString& problem) const;
 
-    /// The answer to a USB vendor request; none when the printer does not know the request.
-    std::optional<Bytes> UsbAnswer(int request) const;
+    /// The answer to a USB vendor request; none when the request fails.
+    std::optional<QByteArray> UsbAnswer(int request) const;
 
-    /// The hardware state block of `conditions`; none when they do not fit into one.
-    std::optional<Bytes> HardwareState() const;
+    /// The hardware state block of `conditions`; empty when they do not fit into one.
+    QByteArray HardwareState() const;
 
 private:
-    Bytes PageCounters() const;
+    QByteArray PageCounters() const;
 };
 
 #endif // PRINTER_H

@@ -3,11 +3,28 @@
 #include "mainwindow.h"
 
 #include <QApplication>
-#include <QDesktopWidget>
 #include <QTextCodec>
+#if QT_VERSION < 0x050000 // what knows the desktop's size
+#include <QDesktopWidget>
+#else
+#include <QScreen>
+#endif
+
+#include <csignal>
+#include <fcntl.h>
+#include <unistd.h>
 
 int main(int argc, char* argv[])
 {
+    // A standard descriptor that is missing would be given to the next thing that is opened, such
+    // as the connection to the display; the listing and the debug lines would then break that.
+    int descriptor = 0;
+    while ((descriptor = open("/dev/null", O_RDWR)) >= 0 && descriptor <= STDERR_FILENO) {
+    }
+    close(descriptor);
+    // Some programs start others with SIGCHLD ignored; then no command can be waited for.
+    signal(SIGCHLD, SIG_DFL);
+
     QApplication application(argc, argv);
 
     QTextCodec* utf8 = QTextCodec::codecForName("utf8");
@@ -15,16 +32,14 @@ int main(int argc, char* argv[])
     QTextCodec::setCodecForTr(utf8);
     QTextCodec::setCodecForLocale(utf8);
     QTextCodec::setCodecForCStrings(utf8);
-#else // Qt 5 reads translations and C strings as UTF-8 in any case.
+    const QSize desktop = QApplication::desktop()->size();
+#else // Translations and C strings are UTF-8 by themselves; Qt 6 has no QApplication::desktop().
     QTextCodec::setCodecForLocale(utf8);
+    const QSize desktop = QGuiApplication::primaryScreen()->virtualSize(); // of all screens
 #endif
 
-    const QWidget* desktop = QApplication::desktop();
-    const int desktopWidth = desktop->width();
-    const int desktopHeight = desktop->height();
-
     MainWindow window(nullptr);
-    window.move(desktopWidth - window.width(), desktopHeight - window.height());
+    window.move(desktop.width() - window.width(), desktop.height() - window.height());
     window.show();
     return QApplication::exec();
 }

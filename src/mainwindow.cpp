@@ -7,13 +7,7 @@
 #include <QStandardItemModel>
 #include <QTimer>
 
-// Shown while a printer cannot be reached, and until the first answer of a printer.
-const char MainWindow::kOfflineText[] = "离线 ";
-
-MainWindow::MainWindow(QWidget* parent)
-    : QMainWindow(parent), m_nSocket(-1), m_nPortType(kNoPort), m_nManualTrayFlag(0),
-      m_nMainTrayFlag(0), m_szModelName(), m_pUsbContext(nullptr), m_pUsbHandle(nullptr),
-      ui(new Ui_MainWindow), m_pTimer(nullptr), m_nTimerId(0), m_pModel(nullptr)
+MainWindow::MainWindow(QWidget* parent) : QMainWindow(parent), ui(new Ui_MainWindow)
 {
     ui->setupUi(this);
     setWindowIcon(QIcon("./orioleMon.ico"));

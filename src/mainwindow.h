@@ -14,7 +14,7 @@ class Ui_MainWindow;
 struct libusb_context;
 struct libusb_device_handle;
 
-/// The monitor's window, and all that it knows of the printer that it watches.
+/// The monitor's window, with all state of the program.
 ///
 /// Everything runs on the GUI thread. Three slots drive it: the listing of the print queues, the
 /// selection of one of them, and the poll tick. Operations that can fail return 1 for success and
@@ -33,24 +33,26 @@ public:
 
     // --- USB channel (usbchannel.cpp) ---
 
-    /// Opens the first printer on the USB bus, on a libusb context of its own. The poll tick calls
-    /// it while no printer is open.
-    /// @return 1: m_pUsbHandle is open; -1: no printer or no access, and nothing is left open
+    /// Opens the first printer on the USB bus. Called by the poll tick while no printer is open.
+    /// @return 1: m_pUsbHandle is open, in a libusb context of its own; -1: there is no printer, or
+    ///         no right to open it, and nothing is left open
     int GetUsbPrinterHandle();
 
     // --- Network channel (networkchannel.cpp) ---
 
-    /// Completes the request frame in `buf` and sends it to the selected network printer.
+    /// Completes the request frame in `buf` and sends it to the selected network printer. Called
+    /// by the four queries.
     /// @param cmd  payload, zero-terminated, or null for none; only its first 59 bytes are sent
-    /// @param buf  64 bytes, zero but for the command code in byte 3
+    /// @param buf  64 bytes: the command code in byte 3, zeros elsewhere
     /// @return the number of bytes sent, or -1
     int SendSockCmd(char* cmd, unsigned char* buf);
 
-    // The four queries of a poll tick. Each sends one request and waits for one answer; 1 when a
-    // valid answer came and was handed on, -1 otherwise, with nothing changed.
+    // The four queries of a poll tick. Each sends one request and waits for one answer. They return
+    // 1 when a valid answer came and was used, -1 otherwise, with nothing changed.
 
-    /// Asks for the model name and copies it to `name`, at most 63 bytes and without a terminating
-    /// zero: the 64-byte buffer must hold zeros.
+    /// Asks for the model name.
+    /// @param name  64 bytes; receives at most 63. Only a name that is longer, and is cut to them,
+    ///              gets a zero byte behind it: the buffer has to hold zeros
     int GetPrinterType_net(char* name);
     /// Asks for the printer state and shows it.
     int GetPrinterStatus_net();
@@ -70,26 +72,27 @@ public:
     ///                reach past it count as absent
     void ParseHardwareState(unsigned char* block, int length = kUsbAnswerSize);
 
-    // The decoders of the block's element arrays: `count` elements from `data` on, all of them
-    // readable; 2 bytes each, error codes 4. Each returns the joined texts of its active elements.
+    // The decoders of the block's element arrays, called by ParseHardwareState. `data` points at
+    // `count` elements, 2 bytes each (error codes 4), all of them readable. Each decoder returns
+    // the joined texts of the active elements, in their order.
 
     QString GetPaperJamState(unsigned char* data, int count);
     QString GetPaperCoverOpenState(unsigned char* data, int count);
-    /// Also sets the tray flags of the trays that are open.
+    /// Also sets the flags of the trays that are open.
     QString GetTrayOpenState(unsigned char* data, int count);
-    /// Silent for a tray whose flag is set.
+    /// Says nothing of a tray whose flag is set.
     QString GetTrayErrorState(unsigned char* data, int count);
     QString GetTrayLiftingStatus(unsigned char* data, int count);
-    /// Only sets the tray flags of the trays that are empty.
+    /// Sets the flags of the trays that are empty, and has no text.
     void GetPaperQuantity(unsigned char* data, int count);
     QString GetErrorCodeState(unsigned char* data, int count);
 
 private slots:
     /// One poll tick: reads the selected printer and shows it, or shows it as offline.
     void OntimerOut();
-    /// Watches the printer of the table's current row, row 0 when there is none.
+    /// Starts polling the printer of the table's current row, or of row 0 when there is none.
     void GetSelectPrinterInfo();
-    /// Lists the print queues of the monitored model, and watches one when that succeeds.
+    /// Lists the print queues of the monitored model, and selects one when that succeeds.
     void GetPrinterInfoByCommand();
 
 private:
@@ -102,20 +105,14 @@ private:
         kPrinterStateRequest = 68, // byte 0: the printer state code
         kHardwareStateRequest = 0  // a hardware state block
     };
-
-    /// The counters of a page-counter record, as shown.
-    struct PageCounters {
-        QString engine;
-        QString drum;
-        QString toner;
-    };
-    struct NetworkQuery;  // what sets one query apart
-    struct ElementAction; // what one active array element does
+    struct NetworkQuery;
 
     static const int kModelNameSize = 64;
-    static const char kOfflineText[];
+    /// Status text while a printer cannot be reached, and until it has first answered.
+    static constexpr char kOfflineText[] = "离线 ";
 
-    // Poll tick; true when the display stands, false when the printer is to be shown as offline.
+    // Poll tick. PollUsbPrinter and PollNetworkPrinter return whether the window may stay as it
+    // is; otherwise the tick shows the printer as offline.
     bool PollUsbPrinter();
     bool PollNetworkPrinter();
     void ShowModelName();
@@ -127,42 +124,44 @@ private:
     void CloseUsbPrinter();
 
     // Network channel.
-    bool Exchange(const NetworkQuery& query, unsigned char* answer, size_t answerSize);
+    void OpenSocket();
+    bool Ask(const NetworkQuery& query, unsigned char* answer, size_t answerSize);
     void CloseSocket();
 
     // Status decoding.
-    static PageCounters ReadPageCounters(const unsigned char* record);
-    void ShowPageCounters(const PageCounters& counters);
-    template <int actionCount>
-    QString WalkElements(const unsigned char* data, int count, unsigned char tested,
-                         const ElementAction (&actions)[actionCount]);
+    void ShowPageCounters(const unsigned char* record);
+    void FlagTrays(const unsigned char* data, int count, unsigned char state);
 
-    /// UDP socket, -1 while there is none; made by the poll tick, closed by each listing.
-    int m_nSocket;
+    /// UDP socket, -1 when there is none; opened by the poll tick, closed by each listing.
+    int m_nSocket = -1;
     /// PortType of the selected printer; set by the selection.
-    int m_nPortType;
-    /// 1 while the manual tray counts as open or empty; set by the tray decoders, cleared by
-    /// ParseHardwareState, within which it can be 2.
-    int m_nManualTrayFlag;
+    int m_nPortType = kNoPort;
+    /// 1 when the hardware state block before this one, or this one so far, has reported the manual
+    /// tray open or empty, else 0; set by the tray decoders and ParseHardwareState.
+    int m_nManualTrayFlag = 0;
     /// The same for the main tray.
-    int m_nMainTrayFlag;
+    int m_nMainTrayFlag = 0;
     /// Address of the selected network printer; set by the selection.
     QString m_strPrinterIp;
-    /// What a printer last told of its model, zero-terminated; empty until one has.
-    char m_szModelName[kModelNameSize];
-    /// Made and ended together with m_pUsbHandle.
-    libusb_context* m_pUsbContext;
+    /// The model name that a printer has reported, zero-terminated; empty until one has.
+    char m_szModelName[kModelNameSize] = {};
+    /// The libusb context of the open USB printer.
+    libusb_context* m_pUsbContext = nullptr;
     /// The open USB printer, null when closed; opened on one poll tick, read and closed on the
     /// next.
-    libusb_device_handle* m_pUsbHandle;
+    libusb_device_handle* m_pUsbHandle = nullptr;
     /// The widgets of the form.
     Ui_MainWindow* ui;
     /// The poll timer, made anew by each selection; null before the first.
-    QTimer* m_pTimer;
+    QTimer* m_pTimer = nullptr;
     /// Its id; 0 while there is no poll timer.
-    int m_nTimerId;
+    int m_nTimerId = 0;
     /// The printer table: queue name in column 0; in column 1 "usb", an IPv4 address or nothing.
-    QStandardItemModel* m_pModel;
+    QStandardItemModel* m_pModel = nullptr;
+    /// 1 when this hardware state block has reported the manual tray open or empty.
+    int m_nManualTrayReported = 0;
+    /// The same for the main tray.
+    int m_nMainTrayReported = 0;
 };
 
 #endif // MAINWINDOW_H

@@ -10,6 +10,7 @@
 #include <cmath>
 #include <cstring>
 #include <ctime>
+#include <fcntl.h>
 #include <netinet/in.h>
 #include <sys/socket.h>
 #include <unistd.h>
@@ -24,7 +25,7 @@ const unsigned short kCommandPort = 12105;
 // Answer frame of length L:
 //   0 start 0xC2 | 1 any  | 2 frame length L     | 3 command | 4... data    | L - 1 any
 // The checksum is the sum of all bytes before it, modulo 256. The data of the model-name answer
-// are the name; in the other answers byte 4 is a result byte and the printer's data follow it.
+// are the name; in the other answers byte 4 is a result byte, and the printer's data follow it.
 const unsigned char kRequestStart = 0xC1;
 const unsigned char kAnswerStart = 0xC2;
 const unsigned char kResultOk = 0x01;
@@ -38,20 +39,42 @@ const int kResultOffset = 4;
 const int kDataOffset = 5;
 const int kFrameOverhead = 5; // bytes of a frame around its payload or name
 
+enum Command {
+    kModelNameCommand = 0x01, // has no payload; the payload of the others is the model name
+    kHardwareStateCommand = 0x12,
+    kPageCountersCommand = 0x13,
+    kPrinterStateCommand = 0x14
+};
+
 const int kRequestSize = 64;
 const int kMaxPayload = kRequestSize - kFrameOverhead;
 const int kAnswerSize = 250;
-const int kDetailAnswerSize = 500;
+const int kHardwareStateAnswerSize = 500;
 
 } // namespace
 
 struct MainWindow::NetworkQuery {
-    unsigned char command;
-    bool toKnownModel;    // carries the model name, and is answered with a result byte
-    unsigned int pause;   // s, between the send and the first look for an answer
-    double waitLimit;     // s on a clock of whole seconds: the wait ends as the count changes
+    Command command;
+    unsigned int pause;   // s, between the request and the first look for its answer
+    double waitLimit;     // s; the clock counts whole seconds, so its next change ends the wait
     const char* sentLine; // debug line
 };
+
+/// Opens the UDP socket. It does not block: a query looks for its answer until its wait ends.
+void MainWindow::OpenSocket()
+{
+    m_nSocket = socket(AF_INET, SOCK_DGRAM, 0);
+    fcntl(m_nSocket, F_SETFL, fcntl(m_nSocket, F_GETFL) | O_NONBLOCK);
+}
+
+/// Closes the UDP socket. Does nothing when there is none.
+void MainWindow::CloseSocket()
+{
+    if (m_nSocket > 0) {
+        ::close(m_nSocket);
+        m_nSocket = -1;
+    }
+}
 
 int MainWindow::SendSockCmd(char* cmd, unsigned char* buf)
 {
@@ -79,18 +102,19 @@ int MainWindow::SendSockCmd(char* cmd, unsigned char* buf)
                                    reinterpret_cast<const sockaddr*>(&printer), sizeof printer));
 }
 
-/// Sends a query and waits for one answer frame. The first datagram that comes is the answer,
-/// whoever sent it.
-/// @param answer  `answerSize` zero bytes, which the answer overwrites from the start
-/// @return whether the answer came in time and is one to this query
-bool MainWindow::Exchange(const NetworkQuery& query, unsigned char* answer, size_t answerSize)
+/// Sends a query's request and waits for one answer frame. The first datagram that comes is taken
+/// as the answer, whoever sent it.
+/// @param answer  `answerSize` zero bytes; receives the datagram
+/// @return whether an answer came in time and is a valid one to this query
+bool MainWindow::Ask(const NetworkQuery& query, unsigned char* answer, size_t answerSize)
 {
+    const bool asksForName = query.command == kModelNameCommand;
     unsigned char request[kRequestSize] = {};
     sockaddr_in source = {};
     socklen_t sourceSize = sizeof source;
     const time_t start = time(nullptr);
-    request[kCommandOffset] = query.command;
-    if (SendSockCmd(query.toKnownModel ? m_szModelName : nullptr, request) <= 0)
+    request[kCommandOffset] = static_cast<unsigned char>(query.command);
+    if (SendSockCmd(asksForName ? nullptr : m_szModelName, request) <= 0)
         return false;
     if (query.pause > 0)
         sleep(query.pause);
@@ -98,31 +122,34 @@ bool MainWindow::Exchange(const NetworkQuery& query, unsigned char* answer, size
 
     while (recvfrom(m_nSocket, answer, answerSize, 0, reinterpret_cast<sockaddr*>(&source),
                     &sourceSize) <= 0) {
-        // A clock that is set back ends the wait like one that moves on.
+        // A clock that is set back ends the wait, too.
         if (fabs(difftime(time(nullptr), start)) > query.waitLimit)
             break;
     }
     return answer[kStartOffset] == kAnswerStart && answer[kCommandOffset] == query.command &&
-           (!query.toKnownModel || answer[kResultOffset] == kResultOk);
+           (asksForName || answer[kResultOffset] == kResultOk);
 }
 
 int MainWindow::GetPrinterType_net(char* name)
 {
-    static const NetworkQuery kQuery = {0x01, false, 0, 0.3, "send name\n"};
+    static const NetworkQuery kQuery = {kModelNameCommand, 0, 0.3, "send name\n"};
     unsigned char answer[kAnswerSize] = {};
-    if (!Exchange(kQuery, answer, sizeof answer) || answer[kLengthOffset] < kFrameOverhead)
+    if (!Ask(kQuery, answer, sizeof answer) || answer[kLengthOffset] < kFrameOverhead)
         return -1;
     qDebug() << "recvfrom name\n";
-    memcpy(name, answer + kNameOffset,
-           qMin(answer[kLengthOffset] - kFrameOverhead, kModelNameSize - 1));
+    const int size = answer[kLengthOffset] - kFrameOverhead;
+    const int longest = kModelNameSize - 1;
+    memcpy(name, answer + kNameOffset, qMin(size, longest));
+    if (size > longest)
+        name[longest] = '\0';
     return 1;
 }
 
 int MainWindow::GetPrinterStatus_net()
 {
-    static const NetworkQuery kQuery = {0x14, true, 0, 0.3, "send status\n"};
+    static const NetworkQuery kQuery = {kPrinterStateCommand, 0, 0.3, "send status\n"};
     unsigned char answer[kAnswerSize] = {};
-    if (!Exchange(kQuery, answer, sizeof answer))
+    if (!Ask(kQuery, answer, sizeof answer))
         return -1;
     qDebug() << "recvfrom Status\n";
     SetPrinterState(answer[kDataOffset]);
@@ -131,31 +158,22 @@ int MainWindow::GetPrinterStatus_net()
 
 int MainWindow::GetPrinterPageNumber_net()
 {
-    static const NetworkQuery kQuery = {0x13, true, 0, 0.6, "send PageNumber\n"};
+    static const NetworkQuery kQuery = {kPageCountersCommand, 0, 0.6, "send PageNumber\n"};
     unsigned char answer[kAnswerSize] = {};
-    if (!Exchange(kQuery, answer, sizeof answer))
+    if (!Ask(kQuery, answer, sizeof answer))
         return -1;
     qDebug() << "recvfrom PageNumber\n";
-    ShowPageCounters(ReadPageCounters(answer + kDataOffset));
+    ShowPageCounters(answer + kDataOffset);
     return 1;
 }
 
 int MainWindow::GetPrinterDetailError_net()
 {
-    static const NetworkQuery kQuery = {0x12, true, 1, 0.5, "send DetailError\n"};
-    unsigned char answer[kDetailAnswerSize] = {};
-    if (!Exchange(kQuery, answer, sizeof answer))
+    static const NetworkQuery kQuery = {kHardwareStateCommand, 1, 0.5, "send DetailError\n"};
+    unsigned char answer[kHardwareStateAnswerSize] = {};
+    if (!Ask(kQuery, answer, sizeof answer))
         return -1;
     qDebug() << "recvfrom detailError\n";
-    ParseHardwareState(answer + kDataOffset, kDetailAnswerSize - kDataOffset);
+    ParseHardwareState(answer + kDataOffset, kHardwareStateAnswerSize - kDataOffset);
     return 1;
-}
-
-/// Closes the UDP socket. Does nothing when there is none.
-void MainWindow::CloseSocket()
-{
-    if (m_nSocket > 0) {
-        ::close(m_nSocket);
-        m_nSocket = -1;
-    }
 }

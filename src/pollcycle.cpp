@@ -7,9 +7,6 @@
 
 #include <QDebug>
 
-#include <fcntl.h>
-#include <sys/socket.h>
-
 void MainWindow::OntimerOut()
 {
     bool shown = false;
@@ -26,8 +23,7 @@ void MainWindow::OntimerOut()
 bool MainWindow::PollNetworkPrinter()
 {
     if (m_nSocket == -1) {
-        m_nSocket = socket(AF_INET, SOCK_DGRAM, 0);
-        fcntl(m_nSocket, F_SETFL, fcntl(m_nSocket, F_GETFL) | O_NONBLOCK);
+        OpenSocket(); // used from the next tick on
         return false;
     }
     if (m_szModelName[0] == '\0') {
@@ -49,7 +45,7 @@ bool MainWindow::PollUsbPrinter()
     if (!m_pUsbHandle)
         return GetUsbPrinterHandle() > 0; // read on the next tick
 
-    // One buffer for all answers: beyond a short answer stands what the answers before it left.
+    // All answers go into one buffer: behind a short answer stand bytes of the ones before it.
     unsigned char answer[kUsbAnswerSize] = {};
     int received = RequestUsb(kModelNameRequest, answer);
     if (received > 0) {
@@ -57,9 +53,8 @@ bool MainWindow::PollUsbPrinter()
         ShowModelName();
     }
     if (RequestUsb(kPageCountersRequest, answer) > 0) {
-        const PageCounters counters = ReadPageCounters(answer);
-        qDebug() << counters.engine;
-        ShowPageCounters(counters);
+        ShowPageCounters(answer);
+        qDebug() << ui->PrinterCount->text();
     }
     if (RequestUsb(kPrinterStateRequest, answer) > 0)
         SetPrinterState(answer[0]);

@@ -11,6 +11,7 @@
 #include <QStringList>
 #include <QTimer>
 
+#include <cerrno>
 #include <cstdio>
 #include <cstdlib>
 #include <fcntl.h>
@@ -30,102 +31,100 @@ const int kPollInterval = 2000; // ms
 
 enum Column { kNameColumn, kPortColumn };
 
-/// A file descriptor that is closed at the end of its scope.
+/// A file descriptor, closed at the end of its scope at the latest.
 struct Descriptor {
-    const int fd;
+    int fd;
     explicit Descriptor(int descriptor) : fd(descriptor) {}
-    Descriptor(const Descriptor&) = delete;
-    Descriptor& operator=(const Descriptor&) = delete;
-    ~Descriptor()
+    ~Descriptor() { Close(); }
+    void Close()
     {
         if (fd >= 0)
             close(fd);
+        fd = -1;
     }
+    Q_DISABLE_COPY(Descriptor)
 };
 
-/// Body of the process that keeps the command's pipe from filling up while the monitor waits for
-/// the command: reads `pipe` until `monitor` is shut down at its far end, then hands the first
-/// kCaptureSize bytes over. What a program left behind by the command writes later is not read.
-[[noreturn]] void KeepOutput(int pipe, int monitor)
+/// The reader: a process that empties the command's pipe while the monitor waits for the command,
+/// which could otherwise write no more than a pipe holds. When the monitor ends its side of
+/// `monitor`, the reader sends it the first kCaptureSize bytes of the output.
+[[noreturn]] void ReadOutput(int pipe, int monitor)
 {
-    char kept[kCaptureSize];
-    char dropped[4096];
-    size_t size = 0;
-    // The monitor comes first: once it is seen to be shut down, all that the command wrote is seen.
+    char bytes[4 * kCaptureSize]; // what is read behind the first kCaptureSize is overwritten
+    size_t kept = 0;
+    // In this order: all that the command wrote is in the pipe before the monitor's end is seen.
     pollfd sources[] = {{monitor, POLLIN, 0}, {pipe, POLLIN, 0}};
-    while (poll(sources, 2, -1) > 0) {
+    while (TEMP_FAILURE_RETRY(poll(sources, 2, -1)) > 0) {
+        // A program that the command left behind may go on writing; that is not waited for.
         const bool ended = sources[0].revents != 0;
-        const bool full = size == sizeof kept;
-        if (ended && (full || sources[1].revents == 0))
+        if (ended && (sources[1].revents == 0 || kept == kCaptureSize))
             break;
-        const ssize_t got = full ? read(pipe, dropped, sizeof dropped)
-                                 : read(pipe, kept + size, sizeof kept - size);
+        const ssize_t got = TEMP_FAILURE_RETRY(read(pipe, bytes + kept, sizeof bytes - kept));
         if (got <= 0)
             break;
-        if (!full)
-            size += static_cast<size_t>(got);
+        kept = qMin(kept + static_cast<size_t>(got), kCaptureSize);
     }
-    _exit(write(monitor, kept, size) < 0 ? EXIT_FAILURE : EXIT_SUCCESS);
+    _exit(TEMP_FAILURE_RETRY(write(monitor, bytes, kept)) < 0 ? EXIT_FAILURE : EXIT_SUCCESS);
 }
 
 /// Runs kListCommand with its standard output caught in a pipe, and waits for its end.
-/// @param output  kCaptureSize zero bytes; receives what the command wrote first
-/// @return whether the command could be run and ended with status 0
+/// @param output  kCaptureSize zero bytes; receives the first bytes that the command wrote
+/// @return whether the command was run and ended with status 0, and its output could be read
 bool CaptureQueues(char* output)
 {
     int ends[2];
     if (pipe(ends) != 0)
         return false;
-    const Descriptor readEnd(ends[0]);
-    const Descriptor writeEnd(ends[1]);
-    if (socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0, ends) != 0)
+    Descriptor readEnd(ends[0]);
+    Descriptor writeEnd(ends[1]);
+    // By this the monitor tells the reader that the command has ended, and gets the output.
+    if (socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, ends) != 0)
         return false;
-    const Descriptor monitorEnd(ends[0]);
-    const Descriptor keeperEnd(ends[1]);
+    Descriptor monitorEnd(ends[0]);
+    Descriptor readerEnd(ends[1]);
     const Descriptor saved(dup(STDOUT_FILENO));
-    if (saved.fd < 0)
+    if (saved.fd < 0 || fcntl(saved.fd, F_SETFD, FD_CLOEXEC) != 0)
         return false;
-    // Neither of them is for the command, nor for what it may leave behind.
-    fcntl(readEnd.fd, F_SETFD, FD_CLOEXEC);
-    fcntl(saved.fd, F_SETFD, FD_CLOEXEC);
-    const pid_t keeper = fork();
-    if (keeper < 0)
+    const pid_t reader = fork();
+    if (reader < 0)
         return false;
-    if (keeper == 0) {
-        close(monitorEnd.fd); // so that the monitor's death ends the keeper, too
-        KeepOutput(readEnd.fd, keeperEnd.fd);
+    if (reader == 0) {
+        monitorEnd.Close(); // the reader's copy would hide the monitor's death from it
+        ReadOutput(readEnd.fd, readerEnd.fd);
     }
+    // Now the reader alone can read: if it dies, writing ends the command by SIGPIPE.
+    readEnd.Close();
+    readerEnd.Close();
 
     int status = -1;
-    if (dup2(writeEnd.fd, STDOUT_FILENO) >= 0)
+    if (dup2(writeEnd.fd, STDOUT_FILENO) >= 0) {
+        writeEnd.Close(); // the command has the pipe as its standard output only
         status = system(kListCommand);
+        dup2(saved.fd, STDOUT_FILENO);
+    }
     shutdown(monitorEnd.fd, SHUT_WR);
-    waitpid(keeper, nullptr, 0);
-    // What the keeper has kept stands ready. When that is nothing the read fails, without a wait,
-    // and there is no output.
-    if (status == 0 && read(monitorEnd.fd, output, kCaptureSize) < 0)
-        output[0] = '\0';
-    dup2(saved.fd, STDOUT_FILENO);
-    return status == 0;
+    int readerStatus = -1;
+    TEMP_FAILURE_RETRY(waitpid(reader, &readerStatus, 0));
+    return status == 0 && readerStatus == 0 &&
+           TEMP_FAILURE_RETRY(read(monitorEnd.fd, output, kCaptureSize)) >= 0;
 }
 
-/// The model word, a pattern: the first bytes of type.dat, up to kModelWordSize or a zero byte; or
-/// "ORIOLE" when that file is empty or cannot be opened for reading and writing.
+/// The model word, a pattern: the first kModelWordSize bytes of type.dat, up to a zero byte. It is
+/// "ORIOLE" when that file is empty, or cannot be opened for reading and writing.
 QString ReadModelFilter()
 {
     QString filter("ORIOLE");
     if (FILE* file = fopen("type.dat", "r+")) {
         char word[kModelWordSize + 1] = {};
-        if (fread(word, 1, kModelWordSize, file) > 0) {
+        if (fread(word, 1, kModelWordSize, file) > 0)
             filter = QString(word);
-            qDebug() << filter;
-        }
+        qDebug() << filter;
         fclose(file);
     }
     return filter;
 }
 
-/// Port text of a queue's line: "usb", the address of a socket, or empty.
+/// Port text of a queue: "usb", the address of a socket, or empty.
 QString PortText(const QString& head, const QString& address)
 {
     if (head.contains("usb"))
@@ -171,9 +170,9 @@ void MainWindow::GetPrinterInfoByCommand()
     }
 
     GetSelectPrinterInfo();
-    // Made by the first listing that gets here, and by no later one.
+    // Unique: only the first listing that gets here makes the connection.
     connect(ui->tableView, SIGNAL(clicked(QModelIndex)), this, SLOT(GetSelectPrinterInfo()),
-            static_cast<Qt::ConnectionType>(Qt::AutoConnection | Qt::UniqueConnection));
+            Qt::UniqueConnection);
 }
 
 void MainWindow::GetSelectPrinterInfo()
@@ -202,8 +201,10 @@ void MainWindow::GetSelectPrinterInfo()
         m_nTimerId = 0;
     }
     m_pTimer = new QTimer;
-    m_pTimer->setInterval(kPollInterval);
-    m_pTimer->start();
+#if QT_VERSION >= 0x050000 // where a timer may otherwise tick up to 5 % too early; Qt 4's does not
+    m_pTimer->setTimerType(Qt::PreciseTimer);
+#endif
+    m_pTimer->start(kPollInterval);
     m_nTimerId = m_pTimer->timerId();
     connect(m_pTimer, SIGNAL(timeout()), this, SLOT(OntimerOut()));
 }

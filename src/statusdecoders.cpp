@@ -7,14 +7,11 @@
 
 #include <QtEndian>
 
-#include <algorithm>
-#include <iterator>
-
 namespace
 {
 
 // Page-counter record, 16 bytes: four 32-bit words, most significant byte first; the word at
-// offset 4 has no use here. A count is shown as a signed number.
+// offset 4 is not used. A count is shown as a signed number.
 const int kEngineCountOffset = 0;
 const int kDrumCountOffset = 8;
 const int kTonerCountOffset = 12;
@@ -23,14 +20,14 @@ const int kTonerCountOffset = 12;
 //   4 number of status entries, 2 bytes, low byte first | 6... entries of 8 bytes | arrays
 const int kEntryCountOffset = 4;
 const int kEntriesOffset = 6;
-// Status entry: 0 identifier | 2 type | 4 element count | 6 value, a flag or the offset of the
-// entry's element array in the block (0: no array). The odd bytes have no use here.
+// Status entry: 0 identifier | 2 type | 4 element count | 6 value: a flag, or the offset of the
+// entry's element array in the block (0: no array). The odd bytes are not used.
 const int kEntrySize = 8;
 const int kEntryIdOffset = 0;
 const int kEntryTypeOffset = 2;
 const int kElementCountOffset = 4;
 const int kEntryValueOffset = 6;
-// Elements: 2 bytes, byte 0 the state of the position, byte 1 without use; or error codes, 4 bytes,
+// Elements: 2 bytes, byte 0 the state of the position, byte 1 not used; or error codes, 4 bytes,
 // low byte first.
 const int kElementSize = 2;
 const int kErrorCodeSize = 4;
@@ -39,10 +36,47 @@ const unsigned char kErrorCodeEntry = 4;
 
 const unsigned char kActive = 1;
 const unsigned char kNoPaper = 0;
+const int kManualTray = 0; // its element in the arrays of the trays
+const int kMainTray = 1;
 
-// A tray flag within the walk of a block. Between two blocks it is 0 or kTrayReported.
-const int kTrayReported = 1;       // open or empty in this block, or in the one before
-const int kTrayReportedBefore = 2; // only in the block before, as far as this one is read
+// When the value of a flag entry makes it active.
+enum Test { kIsOne, kIsNonzero };
+
+struct FlagEntry {
+    int id;
+    Test test;
+    const char* text;
+};
+
+const FlagEntry kFlagEntries[] = {
+    {0, kIsOne, "MFP错误 "},
+    {1, kIsOne, "双面单元错误 "},
+    {3, kIsOne, "双面单元不存在 "},
+    {4, kIsOne, "墨粉盒不存在 "},
+    {5, kIsOne, "定影器不存在 "},
+    {7, kIsNonzero, "未知错误 "},
+    {14, kIsOne, "墨粉较少 "},
+    {15, kIsOne, "定影器寿命将尽 "},
+    {17, kIsOne, "主单元错误 "},
+    {18, kIsOne, "传送卷错误 "},
+    {19, kIsNonzero, "进纸器故障 "},
+    {26, kIsNonzero, "废粉仓已满 "},
+    {30, kIsNonzero, "硒鼓传感器故障 "},
+    {31, kIsOne, "墨粉盒故障 "},
+    {32, kIsNonzero, "硒鼓故障 "},
+    {33, kIsNonzero, "硒鼓寿命已尽 "},
+};
+
+// Identifiers of the entries with an element array.
+enum ArrayEntry {
+    kPaperJam = 6,
+    kCoverOpen = 9,
+    kTrayOpen = 10,
+    kPaperQuantity = 12,
+    kTrayLifting = 25,
+    kTrayError = 28,
+    kErrorCodes = 34
+};
 
 struct ErrorText {
     quint32 code;
@@ -128,6 +162,25 @@ QString TextOfErrorCode(quint32 code)
     return heading == kSilent ? QString() : heading + QString::number(code) + " ";
 }
 
+/// The text of a page counter, 4 bytes.
+QString PageCount(const unsigned char* word)
+{
+    return QString::number(qFromBigEndian<qint32>(word));
+}
+
+/// Joins the texts of the active elements. `texts` is indexed by element; elements beyond it have
+/// no text.
+template <int known>
+QString ActiveTexts(const unsigned char* data, int count, const char* const (&texts)[known])
+{
+    QString joined;
+    for (int k = 0; k < qMin(count, known); ++k) {
+        if (data[k * kElementSize] == kActive)
+            joined += texts[k];
+    }
+    return joined;
+}
+
 } // namespace
 
 void MainWindow::SetPrinterState(unsigned char code)
@@ -139,63 +192,18 @@ void MainWindow::SetPrinterState(unsigned char code)
     ui->PrinterStatus->setText(kTexts[code < known ? code : 0]);
 }
 
-MainWindow::PageCounters MainWindow::ReadPageCounters(const unsigned char* record)
+/// Shows the three counters of a page-counter record.
+void MainWindow::ShowPageCounters(const unsigned char* record)
 {
-    return {QString::number(qFromBigEndian<qint32>(record + kEngineCountOffset)),
-            QString::number(qFromBigEndian<qint32>(record + kDrumCountOffset)),
-            QString::number(qFromBigEndian<qint32>(record + kTonerCountOffset))};
-}
-
-void MainWindow::ShowPageCounters(const PageCounters& counters)
-{
-    ui->PrinterCount->setText(counters.engine);
-    ui->CatridgetCount->setText(counters.drum);
-    ui->CompactCount->setText(counters.toner);
+    ui->PrinterCount->setText(PageCount(record + kEngineCountOffset));
+    ui->CatridgetCount->setText(PageCount(record + kDrumCountOffset));
+    ui->CompactCount->setText(PageCount(record + kTonerCountOffset));
 }
 
 void MainWindow::ParseHardwareState(unsigned char* block, int length)
 {
-    // When an entry's value makes it active.
-    enum Test { kIsOne, kIsNonzero };
-    struct EntryMeaning {
-        unsigned char id;
-        unsigned char type;
-        Test test;
-        const char* text = nullptr;                                    // of a flag entry
-        QString (MainWindow::*decoder)(unsigned char*, int) = nullptr; // of an element array
-    };
-    static const EntryMeaning kMeanings[] = {
-        {0, kStatusEntry, kIsOne, "MFP错误 "},
-        {1, kStatusEntry, kIsOne, "双面单元错误 "},
-        {3, kStatusEntry, kIsOne, "双面单元不存在 "},
-        {4, kStatusEntry, kIsOne, "墨粉盒不存在 "},
-        {5, kStatusEntry, kIsOne, "定影器不存在 "},
-        {6, kStatusEntry, kIsNonzero, nullptr, &MainWindow::GetPaperJamState},
-        {7, kStatusEntry, kIsNonzero, "未知错误 "},
-        {9, kStatusEntry, kIsNonzero, nullptr, &MainWindow::GetPaperCoverOpenState},
-        {10, kStatusEntry, kIsNonzero, nullptr, &MainWindow::GetTrayOpenState},
-        {12, kStatusEntry, kIsNonzero}, // GetPaperQuantity, the one decoder without a text
-        {14, kStatusEntry, kIsOne, "墨粉较少 "},
-        {15, kStatusEntry, kIsOne, "定影器寿命将尽 "},
-        {17, kStatusEntry, kIsOne, "主单元错误 "},
-        {18, kStatusEntry, kIsOne, "传送卷错误 "},
-        {19, kStatusEntry, kIsNonzero, "进纸器故障 "},
-        {25, kStatusEntry, kIsNonzero, nullptr, &MainWindow::GetTrayLiftingStatus},
-        {26, kStatusEntry, kIsNonzero, "废粉仓已满 "},
-        {28, kStatusEntry, kIsNonzero, nullptr, &MainWindow::GetTrayErrorState},
-        {30, kStatusEntry, kIsNonzero, "硒鼓传感器故障 "},
-        {31, kStatusEntry, kIsOne, "墨粉盒故障 "},
-        {32, kStatusEntry, kIsNonzero, "硒鼓故障 "},
-        {33, kStatusEntry, kIsNonzero, "硒鼓寿命已尽 "},
-        {34, kErrorCodeEntry, kIsNonzero, nullptr, &MainWindow::GetErrorCodeState},
-    };
-
-    // What the block before reported of a tray counts through this block, and ends with it.
-    int* const trayFlags[] = {&m_nManualTrayFlag, &m_nMainTrayFlag};
-    for (int* flag : trayFlags) {
-        if (*flag == kTrayReported)
-            *flag = kTrayReportedBefore;
-    }
+    m_nManualTrayReported = 0;
+    m_nMainTrayReported = 0;
 
     QString text;
     const int entryCount =
@@ -205,127 +213,97 @@ void MainWindow::ParseHardwareState(unsigned char* block, int length)
         if (offset + kEntrySize > length)
             break;
         const unsigned char* entry = block + offset;
-        const unsigned char value = entry[kEntryValueOffset];
-        const EntryMeaning* meaning = std::find_if(
-            std::begin(kMeanings), std::end(kMeanings), [entry](const EntryMeaning& m) {
-                return m.id == entry[kEntryIdOffset] && m.type == entry[kEntryTypeOffset];
-            });
-        if (meaning == std::end(kMeanings) || (meaning->test == kIsOne ? value != 1 : value == 0))
-            continue;
-        if (meaning->text) {
-            text += meaning->text;
-            continue;
-        }
+        const int id = entry[kEntryIdOffset];
         const int count = entry[kElementCountOffset];
-        const int size = meaning->type == kErrorCodeEntry ? kErrorCodeSize : kElementSize;
-        if (value + count * size > length)
+        const int value = entry[kEntryValueOffset];
+        if (entry[kEntryTypeOffset] != (id == kErrorCodes ? kErrorCodeEntry : kStatusEntry))
             continue;
-        if (meaning->decoder)
-            text += (this->*meaning->decoder)(block + value, count);
-        else
-            GetPaperQuantity(block + value, count);
+        for (const FlagEntry& flag : kFlagEntries) {
+            if (id == flag.id && (flag.test == kIsOne ? value == 1 : value != 0))
+                text += flag.text;
+        }
+        const int elementSize = id == kErrorCodes ? kErrorCodeSize : kElementSize;
+        if (value == 0 || value + count * elementSize > length)
+            continue;
+        unsigned char* array = block + value;
+        switch (id) {
+        case kPaperJam: text += GetPaperJamState(array, count); break;
+        case kCoverOpen: text += GetPaperCoverOpenState(array, count); break;
+        case kTrayOpen: text += GetTrayOpenState(array, count); break;
+        case kPaperQuantity: GetPaperQuantity(array, count); break;
+        case kTrayLifting: text += GetTrayLiftingStatus(array, count); break;
+        case kTrayError: text += GetTrayErrorState(array, count); break;
+        case kErrorCodes: text += GetErrorCodeState(array, count); break;
+        }
     }
 
-    for (int* flag : trayFlags) {
-        if (*flag == kTrayReportedBefore)
-            *flag = 0;
-    }
+    // What this block has reported counts through the next one.
+    m_nManualTrayFlag = m_nManualTrayReported;
+    m_nMainTrayFlag = m_nMainTrayReported;
     ui->DetailError->setText(text);
 }
 
-/// What an element in its decoder's tested state does; a decoder's table is indexed by element.
-struct MainWindow::ElementAction {
-    const char* text = nullptr;            // shown
-    int MainWindow::*sets = nullptr;       // tray flag that it sets
-    int MainWindow::*silencedBy = nullptr; // tray flag that keeps the text from being shown
-};
-
-/// The walk of all element-array decoders: carries out the actions of the elements whose state is
-/// `tested`, in element order, and returns their joined texts. Elements past the table do nothing.
-template <int actionCount>
-QString MainWindow::WalkElements(const unsigned char* data, int count, unsigned char tested,
-                                 const ElementAction (&actions)[actionCount])
+/// Sets the flags of the trays whose element is in `state`.
+void MainWindow::FlagTrays(const unsigned char* data, int count, unsigned char state)
 {
-    QString texts;
-    for (int k = 0; k < qMin(count, actionCount); ++k) {
-        const ElementAction& action = actions[k];
-        if (data[k * kElementSize] != tested)
-            continue;
-        if (action.text && !(action.silencedBy && this->*action.silencedBy))
-            texts += action.text;
-        if (action.sets)
-            this->*action.sets = kTrayReported;
-    }
-    return texts;
+    if (count > kManualTray && data[kManualTray * kElementSize] == state)
+        m_nManualTrayFlag = m_nManualTrayReported = 1;
+    if (count > kMainTray && data[kMainTray * kElementSize] == state)
+        m_nMainTrayFlag = m_nMainTrayReported = 1;
 }
 
 QString MainWindow::GetPaperJamState(unsigned char* data, int count)
 {
-    // Along the paper path: the trays, then by turns a sensor and the stretch behind it.
-    static const ElementAction kPositions[] = {
-        {},
-        {"手动纸盒卡纸 "},
-        {"主纸盒卡纸 "},
-        {"卡纸在Main Feed Sensor "},
-        {"卡纸在Main Feed Sensor和Spare Sensor之间 "},
-        {"卡纸在Spare sensor "},
-        {"卡纸在Spare sensor与Registration sensor之间 "},
-        {"卡纸在Registration sensor "},
-        {"卡纸在Registration sensor及Fuser out sensor之间 "},
-        {"卡纸在Fuser out sensor "},
-        {"卡纸在Fuser out sensor及Exit sensor之间 "},
-        {"卡纸在Exit sensor "},
-        {"卡纸在Exit sensor及Duplex sensor之间 "},
-        {"卡纸在Duplex sensor "},
-        {"卡纸在Duplex sensor及Spare sensor之间 "},
+    // Along the paper path: the trays, then in turn a sensor and the stretch behind it.
+    static const char* const kTexts[] = {
+        "",
+        "手动纸盒卡纸 ",
+        "主纸盒卡纸 ",
+        "卡纸在Main Feed Sensor ",
+        "卡纸在Main Feed Sensor和Spare Sensor之间 ",
+        "卡纸在Spare sensor ",
+        "卡纸在Spare sensor与Registration sensor之间 ",
+        "卡纸在Registration sensor ",
+        "卡纸在Registration sensor及Fuser out sensor之间 ",
+        "卡纸在Fuser out sensor ",
+        "卡纸在Fuser out sensor及Exit sensor之间 ",
+        "卡纸在Exit sensor ",
+        "卡纸在Exit sensor及Duplex sensor之间 ",
+        "卡纸在Duplex sensor ",
+        "卡纸在Duplex sensor及Spare sensor之间 ",
     };
-    return WalkElements(data, count, kActive, kPositions);
+    return ActiveTexts(data, count, kTexts);
 }
 
 QString MainWindow::GetPaperCoverOpenState(unsigned char* data, int count)
 {
-    static const ElementAction kCovers[] = {
-        {"前盖打开 "},
-        {"后盖打开 "},
-        {"双面单元盖被打开 "},
-    };
-    return WalkElements(data, count, kActive, kCovers);
+    static const char* const kTexts[] = {"前盖打开 ", "后盖打开 ", "双面单元盖被打开 "};
+    return ActiveTexts(data, count, kTexts);
 }
 
 QString MainWindow::GetTrayOpenState(unsigned char* data, int count)
 {
-    static const ElementAction kTrays[] = {
-        {"手动纸盒打开 ", &MainWindow::m_nManualTrayFlag},
-        {"主纸盒打开 ", &MainWindow::m_nMainTrayFlag},
-    };
-    return WalkElements(data, count, kActive, kTrays);
+    static const char* const kTexts[] = {"手动纸盒打开 ", "主纸盒打开 "};
+    FlagTrays(data, count, kActive);
+    return ActiveTexts(data, count, kTexts);
 }
 
 void MainWindow::GetPaperQuantity(unsigned char* data, int count)
 {
-    static const ElementAction kTrays[] = {
-        {nullptr, &MainWindow::m_nManualTrayFlag},
-        {nullptr, &MainWindow::m_nMainTrayFlag},
-    };
-    WalkElements(data, count, kNoPaper, kTrays);
+    FlagTrays(data, count, kNoPaper);
 }
 
 QString MainWindow::GetTrayLiftingStatus(unsigned char* data, int count)
 {
-    static const ElementAction kTrays[] = {
-        {"手动纸盒抬纸中 "},
-        {"主纸盒抬纸中 "},
-    };
-    return WalkElements(data, count, kActive, kTrays);
+    static const char* const kTexts[] = {"手动纸盒抬纸中 ", "主纸盒抬纸中 "};
+    return ActiveTexts(data, count, kTexts);
 }
 
 QString MainWindow::GetTrayErrorState(unsigned char* data, int count)
 {
-    static const ElementAction kTrays[] = {
-        {"手动纸盒错误 ", nullptr, &MainWindow::m_nManualTrayFlag},
-        {"主纸盒错误 ", nullptr, &MainWindow::m_nMainTrayFlag},
-    };
-    return WalkElements(data, count, kActive, kTrays);
+    const char* const texts[] = {m_nManualTrayFlag ? "" : "手动纸盒错误 ",
+                                 m_nMainTrayFlag ? "" : "主纸盒错误 "};
+    return ActiveTexts(data, count, texts);
 }
 
 QString MainWindow::GetErrorCodeState(unsigned char* data, int count)

@@ -22,7 +22,7 @@ const unsigned char kRequestType = // 0xC1
     static_cast<unsigned char>(LIBUSB_ENDPOINT_IN) |
     static_cast<unsigned char>(LIBUSB_REQUEST_TYPE_VENDOR) |
     static_cast<unsigned char>(LIBUSB_RECIPIENT_INTERFACE);
-const unsigned short kValue = 0;      // not used
+const unsigned short kValue = 0;      // wValue, not used
 const unsigned short kInterface = 0;  // wIndex
 const unsigned int kTimeLimit = 1000; // ms
 
@@ -33,7 +33,7 @@ int MainWindow::GetUsbPrinterHandle()
     m_pUsbContext = nullptr;
     if (libusb_init(&m_pUsbContext) < 0)
         return -1;
-// The call that replaces it has come with libusb 1.0.22; older ones have only this.
+// libusb_set_option replaces it, but only since libusb 1.0.22.
 #pragma GCC diagnostic push
 #pragma GCC diagnostic ignored "-Wdeprecated-declarations"
     libusb_set_debug(m_pUsbContext, kLogLevel);
@@ -65,8 +65,8 @@ void MainWindow::CloseUsbPrinter()
     m_pUsbHandle = nullptr;
 }
 
-/// Issues a vendor request to the open printer. The answer is written from the start of `answer`;
-/// what lies behind it stays as it is.
+/// Issues a vendor request to the open printer. The answer goes to the start of the kUsbAnswerSize
+/// bytes of `answer`; the bytes behind it stay as they are.
 /// @return the number of bytes answered, or a negative libusb error
 int MainWindow::RequestUsb(UsbRequest request, unsigned char* answer)
 {
@@ -74,8 +74,8 @@ int MainWindow::RequestUsb(UsbRequest request, unsigned char* answer)
                                    kValue, kInterface, answer, kUsbAnswerSize, kTimeLimit);
 }
 
-/// Keeps at most 63 bytes of a model-name answer and ends them with a zero byte when they hold
-/// none. The bytes behind a shorter name keep what they held.
+/// Keeps the first 63 bytes of a model-name answer. A zero byte is added when they hold none; the
+/// bytes behind a shorter answer keep what they held.
 void MainWindow::StoreModelName(const unsigned char* answer, int received)
 {
     const size_t size = qMin(received, kModelNameSize - 1);
