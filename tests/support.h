@@ -36,9 +36,13 @@ inline bool Same(const QString& shown, const QString& expected)
     return shown == expected;
 }
 
+/// How many are open, without eventfds: the simulated bus's threads make some whenever they start.
 inline int OpenDescriptors()
 {
-    return int(QDir("/proc/self/fd").entryList(QDir::Files | QDir::System).size());
+    int count = 0;
+    for (const QFileInfo& file : QDir("/proc/self/fd").entryInfoList(QDir::Files | QDir::System))
+        count += file.symLinkTarget().contains("eventfd") ? 0 : 1;
+    return count;
 }
 
 /// Carries out console lines, "LINE; LINE", each of which has to be a good one.
