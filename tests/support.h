@@ -113,7 +113,7 @@ struct Desk {
     }
 
     /// Lines written to the debug output since the last call, with "|" between them.
-    static QString DebugLines() { return std::exchange(debugLines, QStringList()).join("|"); }
+    QString DebugLines() const { return std::exchange(debugLines, QStringList()).join("|"); }
 
     inline static QStringList debugLines;
     QTemporaryDir directory;
