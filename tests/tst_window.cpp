@@ -140,7 +140,7 @@ printf H.R >type.dat; echo a HERON => HERON>.
 printf 鹭 >type.dat; echo a 鹭 => 鹭>.
 printf 'HERON\n' >type.dat; echo a HERON => .
 printf '(HERON' >type.dat; echo 'a (HERON' => .
-printf '%064dx' 0 >type.dat; printf 'a %064d' 0 => 0000000000000000000000000000000000000000000000000000000000000000>.
+printf '%063d1x' 0 >type.dat; printf 'a %063d2\na %063d1' 0 0 => 0000000000000000000000000000000000000000000000000000000000000001>.
 true >type.dat; echo a ORIOLE => ORIOLE>.
 )");
         for (const auto& [script, rows] : table) {
