@@ -8,7 +8,6 @@
 
 #include <fcntl.h>
 #include <functional>
-#include <numeric>
 
 namespace
 {

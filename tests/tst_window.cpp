@@ -269,26 +269,24 @@ true >type.dat; echo a ORIOLE => ORIOLE>.
                     Numbered(position, Show(Desk(), QString("array %1").arg(id) + before + " 1 2"));
             }
         }
+        const QString faults =
+            "0MFP错误 1双面单元错误 3双面单元不存在 4墨粉盒不存在 5定影器不存在 7未知错误 "
+            "14墨粉较少 15定影器寿命将尽 17主单元错误 18传送卷错误 19进纸器故障 26废粉仓已满 "
+            "30硒鼓传感器故障 31墨粉盒故障 32硒鼓故障 33硒鼓寿命已尽 "
+            "7未知错误 19进纸器故障 26废粉仓已满 30硒鼓传感器故障 32硒鼓故障 33硒鼓寿命已尽 \n"
+            "1手动纸盒卡纸 2主纸盒卡纸 3卡纸在Main Feed Sensor "
+            "4卡纸在Main Feed Sensor和Spare Sensor之间 5卡纸在Spare sensor "
+            "6卡纸在Spare sensor与Registration sensor之间 7卡纸在Registration sensor "
+            "8卡纸在Registration sensor及Fuser out sensor之间 9卡纸在Fuser out sensor "
+            "10卡纸在Fuser out sensor及Exit sensor之间 11卡纸在Exit sensor "
+            "12卡纸在Exit sensor及Duplex sensor之间 13卡纸在Duplex sensor "
+            "14卡纸在Duplex sensor及Spare sensor之间 \n"
+            "0前盖打开 1后盖打开 2双面单元盖被打开 \n"
+            "0手动纸盒打开 1主纸盒打开 \n\n"
+            "0手动纸盒抬纸中 1主纸盒抬纸中 \n"
+            "0手动纸盒错误 1主纸盒错误 ";
         const QString states = "未知状态热机中打印中错误空闲休眠作业取消中";
-        QVERIFY(
-            Same(shown, states + QString("未知状态").repeated(249) +
-                            "0MFP错误 1双面单元错误 3双面单元不存在 4墨粉盒不存在 5定影器不存在 "
-                            "7未知错误 14墨粉较少 15定影器寿命将尽 17主单元错误 18传送卷错误 "
-                            "19进纸器故障 26废粉仓已满 30硒鼓传感器故障 31墨粉盒故障 32硒鼓故障 "
-                            "33硒鼓寿命已尽 7未知错误 19进纸器故障 26废粉仓已满 30硒鼓传感器故障 "
-                            "32硒鼓故障 33硒鼓寿命已尽 \n"
-                            "1手动纸盒卡纸 2主纸盒卡纸 3卡纸在Main Feed Sensor "
-                            "4卡纸在Main Feed Sensor和Spare Sensor之间 5卡纸在Spare sensor "
-                            "6卡纸在Spare sensor与Registration sensor之间 "
-                            "7卡纸在Registration sensor "
-                            "8卡纸在Registration sensor及Fuser out sensor之间 "
-                            "9卡纸在Fuser out sensor 10卡纸在Fuser out sensor及Exit sensor之间 "
-                            "11卡纸在Exit sensor 12卡纸在Exit sensor及Duplex sensor之间 "
-                            "13卡纸在Duplex sensor 14卡纸在Duplex sensor及Spare sensor之间 \n"
-                            "0前盖打开 1后盖打开 2双面单元盖被打开 \n"
-                            "0手动纸盒打开 1主纸盒打开 \n\n"
-                            "0手动纸盒抬纸中 1主纸盒抬纸中 \n"
-                            "0手动纸盒错误 1主纸盒错误 "));
+        QVERIFY(Same(shown, states + QString("未知状态").repeated(249) + faults));
     }
 
     void everyErrorCodeHasItsText()
