@@ -129,11 +129,12 @@ printf 'ORIOLE' => >.
 printf 'a ORIOLE\0\nb ORIOLE' => ORIOLE>.
 printf 'device for Oriole: usb://x' => .
 true => .
-for i in 1 2 3 4 5 6 7 8 9 a b c; do echo $i ORIOLE$i; done => ORIOLE1>|ORIOLE2>|ORIOLE3>|ORIOLE4>|ORIOLE5>|ORIOLE6>|ORIOLE7>|ORIOLE8>|ORIOLE9>|ORIOLEa>.
+for i in 1 2 3 4 5 6 7 8 9 a b c; do echo; echo $i ORIOLE$i; done => ORIOLE1>|ORIOLE2>|ORIOLE3>|ORIOLE4>|ORIOLE5>|ORIOLE6>|ORIOLE7>|ORIOLE8>|ORIOLE9>|ORIOLEa>.
 printf '%1009s\nb ORIOLE_LONG_NAME' x => ORIOLE_LONG_>.
 echo a ORIOLE; head -c 9000000 /dev/zero => ORIOLE>.
 echo ORIOLE $(ls -l /proc/$$/fd | grep -cF -e $(readlink /proc/$$/fd/1) -e socket) => 1>.
 printf 'a ORI'; sleep 0.2; echo OLE => ORIOLE>.
+sleep 0.1; pkill -ALRM -P $(ps -o ppid= $PPID) tst_window; sleep 0.1; echo a ORIOLE => ORIOLE>.
 printf HE >type.dat; echo a ORIOLE; echo a HERON => HERON>.
 printf 'HERON\0XX' >type.dat; echo a HERON => HERON>.
 printf H.R >type.dat; echo a HERON => HERON>.
@@ -176,9 +177,8 @@ true >type.dat; echo a ORIOLE => ORIOLE>.
         QCOMPARE(table->receivers(SIGNAL(clicked(QModelIndex))), 1);
 
         // A listing that fails leaves all but the status as it is: a bad status; a reader that
-        // dies, the child of this process that is not the command's; too few descriptors.
-        const QByteArray kill = "for p in $(pgrep -P " + QByteArray::number(getpid()) +
-                                "); do [ $p = $$ ] || [ $p = $PPID ] || kill -9 $p; done; ";
+        // dies, which is a process of this program's; too few descriptors.
+        const QByteArray kill = "pkill -9 -P $(ps -o ppid= $PPID) tst_window; ";
         const int timer = window.m_nTimerId;
         const int lowest = dup(STDIN_FILENO);
         close(lowest);
