@@ -88,7 +88,6 @@ stall 0|empty 0|unplug|drop on => |离线 ||||.
                 desk.Tick();
                 QCOMPARE(elapsed.elapsed() / 1000, fault == "drop on" ? 4 : 0); // s, one a request
                 QVERIFY(Same(fault + desk.Shown(), fault + shown));
-                QTRY_COMPARE(OpenDescriptors(), descriptors);
                 desk.DebugLines();
                 desk.Tick();
                 QVERIFY(Same(desk.DebugLines(), fault == "unplug" ? "open device failed" : ""));
@@ -99,6 +98,7 @@ stall 0|empty 0|unplug|drop on => |离线 ||||.
                 QVERIFY(Same(desk.Shown() + desk.DebugLines(), kShown + "\"123456\"|nRecvLen:14"));
                 QVERIFY(Same(desk.console.Bus()->TakeSetups().join().toHex(),
                              "c11100000000f401c13300000000f401c14400000000f401c10000000000f401"));
+                QTRY_COMPARE(OpenDescriptors(), descriptors);
             }
         }
     }
@@ -127,7 +127,10 @@ stall 0|empty 0|unplug|drop on => |离线 ||||.
     {
         // The last answer has one byte. Behind it stand the state, the counters and, from byte 16
         // on, the name: together a block that says in its second entry, at byte 14, "toner low".
+        // The third one, at byte 22, is not left over from the poll before.
         PrinterDesk desk(kUsbPrinter, "NNNNNNNNNNNNNNNN\x03N\x01N\x01N");
+        Run(desk.console, "flag 0; flag 17");
+        desk.Tick(2);
         Run(desk.console, "counters 1 2 3584; raw 07");
         desk.Tick(2);
         QVERIFY(Same(desk.Shown().section('|', 2), "1|2|3584|墨粉较少 "));
