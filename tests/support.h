@@ -69,12 +69,11 @@ struct Desk {
     void SetLpstat(const QByteArray& script) const
     {
         Write("lpstat", "#!/bin/sh\n[ \"$*\" = -v ] || exit 9\n" + script + "\n");
-        QFile::setPermissions("lpstat", QFile::ReadOwner | QFile::ExeOwner);
+        QFile::setPermissions("lpstat", QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner);
     }
 
     void Write(const QString& name, const QByteArray& content) const
     {
-        QFile::remove(name);
         QFile file(name);
         QVERIFY(file.open(QFile::WriteOnly) && file.write(content) == content.size());
     }

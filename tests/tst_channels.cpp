@@ -88,7 +88,7 @@ stall 0|empty 0|unplug|drop on => |离线 ||||.
                 desk.Tick();
                 QCOMPARE(elapsed.elapsed() / 1000, fault == "drop on" ? 4 : 0); // s, one a request
                 QVERIFY(Same(fault + desk.Shown(), fault + shown));
-                desk.DebugLines();
+                QCOMPARE(desk.DebugLines().endsWith("-9"), fault == "stall 0");
                 desk.Tick();
                 QVERIFY(Same(desk.DebugLines(), fault == "unplug" ? "open device failed" : ""));
                 Run(desk.console, "stall off; empty off; plug; drop off");
@@ -221,12 +221,11 @@ stall 0|empty 0|unplug|drop on => |离线 ||||.
             const QByteArray name(qMin(size, 63), 'N');
             for (const char* const printer : {kUsbPrinter, kAddress}) {
                 PrinterDesk desk(printer, QByteArray(size, 'N'));
-                memset(desk.window->m_szModelName, printer == kUsbPrinter ? '#' : 0, 63);
+                const char unused = printer == kUsbPrinter ? '#' : 0;
+                memset(desk.window->m_szModelName, unused, 63);
                 desk.Tick(2);
                 QVERIFY(Same(desk.Shown(), QString(kShown).replace("ORIOLE", name)));
-                QCOMPARE(desk.window->m_szModelName[2], size > 1                 ? 'N'
-                                                        : printer == kUsbPrinter ? '#'
-                                                                                 : 0);
+                QCOMPARE(desk.window->m_szModelName[2], size > 1 ? 'N' : unused);
             }
             PrinterDesk desk(kAddress, QByteArray(size, 'N'));
             QByteArray buffer = QByteArray(63, '\0') + "##"; // only a name that is cut is ended
