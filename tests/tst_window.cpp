@@ -147,6 +147,7 @@ true >type.dat; echo a ORIOLE => ORIOLE>.
             desk.window->m_pModel->removeRows(0, 10);
             desk.window->GetPrinterInfoByCommand(); // with the type.dat that the first one wrote
             QVERIFY(Same(script + ": " + desk.Rows(), script + ": " + rows));
+            QCOMPARE(desk.window->m_nPortType, rows.section('|', 0, 0).endsWith("usb") ? 1 : 2);
             QVERIFY(Same(desk.Shown(), kOffline));
             // The filter, and then the address of what is selected.
             QCOMPARE(desk.DebugLines().contains('|'), script.contains("type.dat"));
