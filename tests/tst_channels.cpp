@@ -160,8 +160,10 @@ stall 0|empty 0|unplug|drop on => |离线 ||||.
         QCOMPARE(fcntl(socket, F_GETFL), -1);
         desk.Tick();
         QVERIFY(Same(desk.Shown() + desk.port.TakeRequests().join(" "), kOffline));
+        desk.Tick();
+        QVERIFY(Same(desk.Shown(), kShown));
         desk.window.reset();
-        QCOMPARE(fcntl(socket, F_GETFL), -1);
+        QCOMPARE(fcntl(socket, F_GETFL), -1); // the same number again
     }
 
     void theChainStopsAtTheFirstQueryThatFails()
