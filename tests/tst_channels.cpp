@@ -160,6 +160,7 @@ stall 0|empty 0|unplug|drop on => |离线 ||||.
         QCOMPARE(fcntl(socket, F_GETFL), -1);
         desk.Tick();
         QVERIFY(Same(desk.Shown() + desk.port.TakeRequests().join(" "), kOffline));
+        desk.window->m_strPrinterIp = kAddress; // there was no row to select
         desk.Tick();
         QVERIFY(Same(desk.Shown(), kShown));
         desk.window.reset();
