@@ -34,7 +34,7 @@ const Command kCommands[] = {
     {"errors", kAll, "CODE...", UINT32_MAX, "raise error codes"},
     {"raw", kAll, "HEX...", 0, "tell these bytes as the whole hardware state"},
     {"frame", kNetwork, "HEX...", 0, "answer every request with these bytes (network)"},
-    {"clear", kAll, "[ID]", kByte, "clear one fault (error codes: 34), or all"},
+    {"clear", kAll, "[ID]", kByte, "clear one fault (error codes: 34), or all; end raw and frame"},
     {"drop", kAll, "on|off", 0, "give no answers; over USB, never complete a request"},
     {"delay", kNetwork, "MS", 60000, "answer late (network)"},
     {"malformed", kNetwork, "start|code|result|short|off", 0, "spoil the answers (network)"},

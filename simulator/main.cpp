@@ -12,6 +12,7 @@
 
 #include <csignal>
 #include <iostream>
+#include <stdexcept>
 #include <unistd.h>
 
 namespace
@@ -53,11 +54,7 @@ int endPipe[2]; // a signal handler may write to a pipe, and do little else
 
 void Say(std::ostream& stream, const QString& line) { stream << qPrintable(line) << std::endl; }
 
-[[noreturn]] void Fail(const QString& message)
-{
-    Say(std::cerr, "oriole-simulator: " + message);
-    exit(EXIT_FAILURE);
-}
+[[noreturn]] void Fail(const QString& problem) { throw std::runtime_error(problem.toStdString()); }
 
 /// The printers at work, and the tour that they play until a command is carried out.
 class Simulation : public QObject
@@ -98,7 +95,6 @@ Simulation::Simulation(const QStringList& names, const QByteArray& model) : m_co
     connect(&m_input, &QSocketNotifier::activated, this, &Simulation::ReadInput);
     connect(&m_tour, &QTimer::timeout, this, &Simulation::GoOnWithTour);
     GoOnWithTour();
-    Say(std::cout, "ready; type commands (help lists them), or Ctrl-C to end");
 }
 
 void Simulation::Start(const QStringList& command)
@@ -154,12 +150,9 @@ void Simulation::GoOnWithTour()
     m_tour.start(seconds * 1000);
 }
 
-} // namespace
-
-int main(int argc, char* argv[])
+/// Simulates what the command line asks for; returns the exit status.
+int Simulate(QStringList arguments)
 {
-    const QCoreApplication application(argc, argv);
-    QStringList arguments = QCoreApplication::arguments().mid(1);
     QByteArray model = "ORIOLE";
     QStringList names;
     QStringList command;
@@ -189,11 +182,25 @@ int main(int argc, char* argv[])
     if (pipe(endPipe) != 0)
         Fail("cannot make a pipe");
     QSocketNotifier end(endPipe[0], QSocketNotifier::Read);
-    QObject::connect(&end, &QSocketNotifier::activated, &application, &QCoreApplication::quit);
+    QObject::connect(&end, &QSocketNotifier::activated, qApp, &QCoreApplication::quit);
     for (const int number : {SIGHUP, SIGINT, SIGTERM})
         signal(number, [](int) { (void)!write(endPipe[1], "", 1); });
     Simulation simulation(names, model);
     if (!command.isEmpty())
         simulation.Start(command);
+    Say(std::cout, "ready; type commands (help lists them), or Ctrl-C to end");
     return QCoreApplication::exec();
+}
+
+} // namespace
+
+int main(int argc, char* argv[])
+{
+    const QCoreApplication application(argc, argv);
+    try {
+        return Simulate(QCoreApplication::arguments().mid(1));
+    } catch (const std::runtime_error& problem) {
+        std::cerr << "oriole-simulator: " << problem.what() << std::endl;
+        return EXIT_FAILURE;
+    }
 }

@@ -11,6 +11,7 @@ namespace
 {
 
 const quint16 kCommandPort = 12105;
+const int kRemembered = 100; // requests
 
 } // namespace
 
@@ -26,6 +27,8 @@ bool NetworkPort::Answer()
     bool answered = false;
     while (hasPendingDatagrams()) {
         const QNetworkDatagram request = receiveDatagram();
+        if (m_requests.size() == kRemembered)
+            m_requests.removeFirst();
         m_requests += request.data().toHex().toUpper();
         QString problem;
         const QByteArray answer = m_printer.AnswerFrame(request.data(), problem);

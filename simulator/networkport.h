@@ -22,7 +22,7 @@ public:
     /// @return whether any was answered
     bool Answer();
 
-    /// The requests that have come since the last call, in hexadecimal.
+    /// The requests that have come since the last call, the last 100 of them, in hexadecimal.
     QStringList TakeRequests();
 
 private:

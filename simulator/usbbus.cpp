@@ -40,6 +40,7 @@ const char kDevice[] = "P: /devices/1-1\n"
                        "07058202000200\n";
 
 const int kSetupSize = 8;               // a control transfer begins with its setup packet
+const int kRemembered = 100;            // setup packets
 const quint8 kVendorRequestType = 0xC1; // to the host, vendor, recipient interface
 
 } // namespace
@@ -126,6 +127,8 @@ int UsbBus::Submit(UMockdevIoctlData* argument)
     if (!buffer)
         return EFAULT;
 
+    if (m_setups.size() == kRemembered)
+        m_setups.removeFirst();
     m_setups += QByteArray(reinterpret_cast<char*>(buffer->data), kSetupSize);
     std::optional<QByteArray> answer;
     if (buffer->data[0] == kVendorRequestType)

@@ -29,7 +29,7 @@ public:
     /// Puts the printer on the bus, or takes it off, as its `plugged` says.
     void Update();
 
-    /// The setup packets that the printer has received since the last call.
+    /// The setup packets that the printer has received since the last call, the last 100 of them.
     QByteArrayList TakeSetups();
 
 private:

@@ -129,6 +129,7 @@ private:
     void CloseSocket();
 
     // Status decoding.
+    static QString PageCount(const unsigned char* word);
     void ShowPageCounters(const unsigned char* record);
     void FlagTrays(const unsigned char* data, int count, unsigned char state);
 

@@ -53,8 +53,8 @@ bool MainWindow::PollUsbPrinter()
         ShowModelName();
     }
     if (RequestUsb(kPageCountersRequest, answer) > 0) {
+        qDebug() << PageCount(answer); // the engine's, which begins the record
         ShowPageCounters(answer);
-        qDebug() << ui->PrinterCount->text();
     }
     if (RequestUsb(kPrinterStateRequest, answer) > 0)
         SetPrinterState(answer[0]);

@@ -162,12 +162,6 @@ QString TextOfErrorCode(quint32 code)
     return heading == kSilent ? QString() : heading + QString::number(code) + " ";
 }
 
-/// The text of a page counter, 4 bytes.
-QString PageCount(const unsigned char* word)
-{
-    return QString::number(qFromBigEndian<qint32>(word));
-}
-
 /// Joins the texts of the active elements. `texts` is indexed by element; elements beyond it have
 /// no text.
 template <int known>
@@ -190,6 +184,12 @@ void MainWindow::SetPrinterState(unsigned char code)
     };
     const size_t known = sizeof kTexts / sizeof kTexts[0];
     ui->PrinterStatus->setText(kTexts[code < known ? code : 0]);
+}
+
+/// The text of a page counter, 4 bytes.
+QString MainWindow::PageCount(const unsigned char* word)
+{
+    return QString::number(qFromBigEndian<qint32>(word));
 }
 
 /// Shows the three counters of a page-counter record.
