@@ -77,7 +77,7 @@ bool CaptureQueues(char* output)
         return false;
     Descriptor readEnd(ends[0]);
     Descriptor writeEnd(ends[1]);
-    // By this the monitor tells the reader that the command has ended, and gets the output.
+    // Over this the monitor tells the reader that the command has ended, and gets its output.
     if (socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, ends) != 0)
         return false;
     Descriptor monitorEnd(ends[0]);
