@@ -218,11 +218,13 @@ stall 0|empty 0|unplug|drop on => |离线 ||||.
         QVERIFY(Same(window.ui->PrinterStatus->text(), "未知状态"));
         // The first answer that is there counts, be it that to the query before.
         Run(desk.console, "clear");
+        qstrcpy(window.m_szModelName, "ORIOLE");
         playedClock = {};
         QCOMPARE(window.GetPrinterStatus_net(), -1);
         playedClock.answers = [&desk] { return desk.port.Answer(); };
         QCOMPARE(window.GetPrinterPageNumber_net(), -1);
         QCOMPARE(window.GetPrinterStatus_net(), -1);
+        QCOMPARE(window.GetPrinterStatus_net(), 1);
     }
 
     void modelNamesAreCutToTheirBufferAndToTheRequest()
