@@ -4,7 +4,7 @@
 
 #include <QApplication>
 #include <QTextCodec>
-#if QT_VERSION < 0x050000 // what knows the desktop's size
+#if QT_VERSION < 0x050000 // the size of the desktop
 #include <QDesktopWidget>
 #else
 #include <QScreen>
@@ -18,10 +18,10 @@ int main(int argc, char* argv[])
 {
     // A standard descriptor that is missing would be given to the next thing that is opened, such
     // as the connection to the display; the listing and the debug lines would then break that.
-    int descriptor = 0;
-    while ((descriptor = open("/dev/null", O_RDWR)) >= 0 && descriptor <= STDERR_FILENO) {
+    for (int descriptor = STDIN_FILENO; descriptor <= STDERR_FILENO; ++descriptor) {
+        if (fcntl(descriptor, F_GETFD) < 0)
+            open("/dev/null", O_RDWR); // gets this number, the lowest that is free
     }
-    close(descriptor);
     // Some programs start others with SIGCHLD ignored; then no command can be waited for.
     signal(SIGCHLD, SIG_DFL);
 

@@ -51,8 +51,7 @@ public:
     // 1 when a valid answer came and was used, -1 otherwise, with nothing changed.
 
     /// Asks for the model name.
-    /// @param name  64 bytes; receives at most 63. Only a name that is longer, and is cut to them,
-    ///              gets a zero byte behind it: the buffer has to hold zeros
+    /// @param name  64 zero bytes; receives the name, cut to 63 bytes
     int GetPrinterType_net(char* name);
     /// Asks for the printer state and shows it.
     int GetPrinterStatus_net();
@@ -111,8 +110,8 @@ private:
     /// Status text while a printer cannot be reached, and until it has first answered.
     static constexpr char kOfflineText[] = "离线 ";
 
-    // Poll tick. PollUsbPrinter and PollNetworkPrinter return whether the window may stay as it
-    // is; otherwise the tick shows the printer as offline.
+    // Poll tick. PollUsbPrinter and PollNetworkPrinter return whether the printer was reached; when
+    // it was not, the tick shows it as offline.
     bool PollUsbPrinter();
     bool PollNetworkPrinter();
     void ShowModelName();
@@ -129,7 +128,6 @@ private:
     void CloseSocket();
 
     // Status decoding.
-    static QString PageCount(const unsigned char* word);
     void ShowPageCounters(const unsigned char* record);
     void FlagTrays(const unsigned char* data, int count, unsigned char state);
 
@@ -155,7 +153,7 @@ private:
     Ui_MainWindow* ui;
     /// The poll timer, made anew by each selection; null before the first.
     QTimer* m_pTimer = nullptr;
-    /// Its id; 0 while there is no poll timer.
+    /// Id of the poll timer, 0 before the first.
     int m_nTimerId = 0;
     /// The printer table: queue name in column 0; in column 1 "usb", an IPv4 address or nothing.
     QStandardItemModel* m_pModel = nullptr;

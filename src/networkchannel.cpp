@@ -60,7 +60,7 @@ struct MainWindow::NetworkQuery {
     const char* sentLine; // debug line
 };
 
-/// Opens the UDP socket. It does not block: a query looks for its answer until its wait ends.
+/// Opens the UDP socket: one that does not block, since a query has to watch the clock as it waits.
 void MainWindow::OpenSocket()
 {
     m_nSocket = socket(AF_INET, SOCK_DGRAM, 0);

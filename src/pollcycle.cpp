@@ -6,15 +6,16 @@
 #include "ui_mainwindow.h"
 
 #include <QDebug>
+#include <QtEndian>
 
 void MainWindow::OntimerOut()
 {
-    bool shown = false;
+    bool reached = false;
     if (m_nPortType == kNetworkPort)
-        shown = PollNetworkPrinter();
+        reached = PollNetworkPrinter();
     else if (m_nPortType == kUsbPort)
-        shown = PollUsbPrinter();
-    if (!shown) {
+        reached = PollUsbPrinter();
+    if (!reached) {
         CloseUsbPrinter();
         ShowOffline();
     }
@@ -32,12 +33,8 @@ bool MainWindow::PollNetworkPrinter()
     }
     ShowModelName();
     qDebug() << m_szModelName;
-    int result = GetPrinterStatus_net();
-    if (result == 1)
-        result = GetPrinterPageNumber_net();
-    if (result == 1)
-        result = GetPrinterDetailError_net();
-    return result > 0;
+    return GetPrinterStatus_net() == 1 && GetPrinterPageNumber_net() == 1 &&
+           GetPrinterDetailError_net() == 1;
 }
 
 bool MainWindow::PollUsbPrinter()
@@ -53,7 +50,7 @@ bool MainWindow::PollUsbPrinter()
         ShowModelName();
     }
     if (RequestUsb(kPageCountersRequest, answer) > 0) {
-        qDebug() << PageCount(answer); // the engine's, which begins the record
+        qDebug() << QString::number(qFromBigEndian<qint32>(answer)); // the engine's, at offset 0
         ShowPageCounters(answer);
     }
     if (RequestUsb(kPrinterStateRequest, answer) > 0)

@@ -11,13 +11,9 @@
 #include <QStringList>
 #include <QTimer>
 
-#include <cerrno>
 #include <cstdio>
 #include <cstdlib>
 #include <fcntl.h>
-#include <poll.h>
-#include <sys/socket.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 namespace
@@ -25,88 +21,41 @@ namespace
 
 const char kListCommand[] = "lpstat -v";
 const size_t kCaptureSize = 1024; // bytes of the command's output that count
+const int kPipeSize = 1 << 20;    // bytes of it that find room; the rest is refused
 const size_t kModelWordSize = 64; // bytes of type.dat that count
 const int kMaxRows = 10;
 const int kPollInterval = 2000; // ms
 
 enum Column { kNameColumn, kPortColumn };
 
-/// A file descriptor, closed at the end of its scope at the latest.
-struct Descriptor {
-    int fd;
-    explicit Descriptor(int descriptor) : fd(descriptor) {}
-    ~Descriptor() { Close(); }
-    void Close()
-    {
-        if (fd >= 0)
-            close(fd);
-        fd = -1;
-    }
-    Q_DISABLE_COPY(Descriptor)
-};
-
-/// The reader: a process that empties the command's pipe while the monitor waits for the command,
-/// which could otherwise write no more than a pipe holds. When the monitor ends its side of
-/// `monitor`, the reader sends it the first kCaptureSize bytes of the output.
-[[noreturn]] void ReadOutput(int pipe, int monitor)
-{
-    char bytes[4 * kCaptureSize]; // what is read behind the first kCaptureSize is overwritten
-    size_t kept = 0;
-    // In this order: all that the command wrote is in the pipe before the monitor's end is seen.
-    pollfd sources[] = {{monitor, POLLIN, 0}, {pipe, POLLIN, 0}};
-    while (TEMP_FAILURE_RETRY(poll(sources, 2, -1)) > 0) {
-        // A program that the command left behind may go on writing; that is not waited for.
-        const bool ended = sources[0].revents != 0;
-        if (ended && (sources[1].revents == 0 || kept == kCaptureSize))
-            break;
-        const ssize_t got = TEMP_FAILURE_RETRY(read(pipe, bytes + kept, sizeof bytes - kept));
-        if (got <= 0)
-            break;
-        kept = qMin(kept + static_cast<size_t>(got), kCaptureSize);
-    }
-    _exit(TEMP_FAILURE_RETRY(write(monitor, bytes, kept)) < 0 ? EXIT_FAILURE : EXIT_SUCCESS);
-}
-
 /// Runs kListCommand with its standard output caught in a pipe, and waits for its end.
-/// @param output  kCaptureSize zero bytes; receives the first bytes that the command wrote
-/// @return whether the command was run and ended with status 0, and its output could be read
-bool CaptureQueues(char* output)
+/// @param output  receives the first kCaptureSize bytes that the command wrote, up to a zero byte
+/// @return whether the command was run and ended with status 0
+bool CaptureQueues(QString& output)
 {
     int ends[2];
     if (pipe(ends) != 0)
         return false;
-    Descriptor readEnd(ends[0]);
-    Descriptor writeEnd(ends[1]);
-    // Over this the monitor tells the reader that the command has ended, and gets its output.
-    if (socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, ends) != 0)
-        return false;
-    Descriptor monitorEnd(ends[0]);
-    Descriptor readerEnd(ends[1]);
-    const Descriptor saved(dup(STDOUT_FILENO));
-    if (saved.fd < 0 || fcntl(saved.fd, F_SETFD, FD_CLOEXEC) != 0)
-        return false;
-    const pid_t reader = fork();
-    if (reader < 0)
-        return false;
-    if (reader == 0) {
-        monitorEnd.Close(); // the reader's copy would hide the monitor's death from it
-        ReadOutput(readEnd.fd, readerEnd.fd);
-    }
-    // Now the reader alone can read: if it dies, writing ends the command by SIGPIPE.
-    readEnd.Close();
-    readerEnd.Close();
+    const int saved = dup(STDOUT_FILENO);
+    // The command gets the pipe as its standard output only. What it writes is read when it has
+    // ended: it may neither fill the pipe and hang, nor leave it empty and let the reading hang.
+    bool ready = fcntl(saved, F_SETFD, FD_CLOEXEC) == 0;
+    for (const int end : ends)
+        ready =
+            ready && fcntl(end, F_SETFL, O_NONBLOCK) == 0 && fcntl(end, F_SETFD, FD_CLOEXEC) == 0;
 
+    fcntl(ends[1], F_SETPIPE_SZ, kPipeSize); // where that is refused, the pipe holds 64 KiB
     int status = -1;
-    if (dup2(writeEnd.fd, STDOUT_FILENO) >= 0) {
-        writeEnd.Close(); // the command has the pipe as its standard output only
+    if (ready && dup2(ends[1], STDOUT_FILENO) >= 0) {
         status = system(kListCommand);
-        dup2(saved.fd, STDOUT_FILENO);
+        dup2(saved, STDOUT_FILENO);
     }
-    shutdown(monitorEnd.fd, SHUT_WR);
-    int readerStatus = -1;
-    TEMP_FAILURE_RETRY(waitpid(reader, &readerStatus, 0));
-    return status == 0 && readerStatus == 0 &&
-           TEMP_FAILURE_RETRY(read(monitorEnd.fd, output, kCaptureSize)) >= 0;
+    char bytes[kCaptureSize + 1] = {};
+    if (status == 0 && read(ends[0], bytes, kCaptureSize) > 0)
+        output = QString(bytes);
+    for (const int descriptor : {ends[0], ends[1], saved})
+        close(descriptor);
+    return status == 0;
 }
 
 /// The model word, a pattern: the first kModelWordSize bytes of type.dat, up to a zero byte. It is
@@ -150,12 +99,12 @@ void MainWindow::GetPrinterInfoByCommand()
     CloseUsbPrinter();
 
     const QRegExp model(ReadModelFilter());
-    char output[kCaptureSize + 1] = {};
+    QString output;
     if (!CaptureQueues(output))
         return;
 
     int row = 0;
-    const QStringList lines = QString(output).split("\n");
+    const QStringList lines = output.split("\n");
     for (int i = 0; i < lines.size() && row < kMaxRows; ++i) {
         if (model.indexIn(lines[i]) < 0)
             continue;
@@ -185,8 +134,7 @@ void MainWindow::GetSelectPrinterInfo()
     }
     ShowOffline();
 
-    const QModelIndex port = ui->tableView->model()->index(row, kPortColumn);
-    const QString portText = port.data(Qt::DisplayRole).toString();
+    const QString portText = ui->tableView->model()->index(row, kPortColumn).data().toString();
     if (portText.contains("usb")) {
         m_nPortType = kUsbPort;
     } else {

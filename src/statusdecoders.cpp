@@ -146,7 +146,7 @@ const ErrorGroup kErrorGroups[] = {
     {205000, 205001, kPrinterFault},
 };
 
-QString TextOfErrorCode(quint32 code)
+QString ErrorCodeText(quint32 code)
 {
     for (const ErrorText& error : kErrorTexts) {
         if (code == error.code)
@@ -154,10 +154,8 @@ QString TextOfErrorCode(quint32 code)
     }
     const char* heading = kOtherError;
     for (const ErrorGroup& group : kErrorGroups) {
-        if (code >= group.first && code <= group.last) {
+        if (code >= group.first && code <= group.last)
             heading = group.heading;
-            break;
-        }
     }
     return heading == kSilent ? QString() : heading + QString::number(code) + " ";
 }
@@ -186,25 +184,18 @@ void MainWindow::SetPrinterState(unsigned char code)
     ui->PrinterStatus->setText(kTexts[code < known ? code : 0]);
 }
 
-/// The text of a page counter, 4 bytes.
-QString MainWindow::PageCount(const unsigned char* word)
-{
-    return QString::number(qFromBigEndian<qint32>(word));
-}
-
 /// Shows the three counters of a page-counter record.
 void MainWindow::ShowPageCounters(const unsigned char* record)
 {
-    ui->PrinterCount->setText(PageCount(record + kEngineCountOffset));
-    ui->CatridgetCount->setText(PageCount(record + kDrumCountOffset));
-    ui->CompactCount->setText(PageCount(record + kTonerCountOffset));
+    const auto count = [=](int at) { return QString::number(qFromBigEndian<qint32>(record + at)); };
+    ui->PrinterCount->setText(count(kEngineCountOffset));
+    ui->CatridgetCount->setText(count(kDrumCountOffset));
+    ui->CompactCount->setText(count(kTonerCountOffset));
 }
 
 void MainWindow::ParseHardwareState(unsigned char* block, int length)
 {
-    m_nManualTrayReported = 0;
-    m_nMainTrayReported = 0;
-
+    m_nManualTrayReported = m_nMainTrayReported = 0;
     QString text;
     const int entryCount =
         length < kEntriesOffset ? 0 : qFromLittleEndian<quint16>(block + kEntryCountOffset);
@@ -214,18 +205,15 @@ void MainWindow::ParseHardwareState(unsigned char* block, int length)
             break;
         const unsigned char* entry = block + offset;
         const int id = entry[kEntryIdOffset];
-        const int count = entry[kElementCountOffset];
         const int value = entry[kEntryValueOffset];
         if (entry[kEntryTypeOffset] != (id == kErrorCodes ? kErrorCodeEntry : kStatusEntry))
             continue;
-        for (const FlagEntry& flag : kFlagEntries) {
-            if (id == flag.id && (flag.test == kIsOne ? value == 1 : value != 0))
-                text += flag.text;
-        }
+        // An array that is not there, or not wholly inside the block, counts as an empty one.
+        unsigned char* array = block + qMin(value, length);
+        int count = entry[kElementCountOffset];
         const int elementSize = id == kErrorCodes ? kErrorCodeSize : kElementSize;
         if (value == 0 || value + count * elementSize > length)
-            continue;
-        unsigned char* array = block + value;
+            count = 0;
         switch (id) {
         case kPaperJam: text += GetPaperJamState(array, count); break;
         case kCoverOpen: text += GetPaperCoverOpenState(array, count); break;
@@ -234,6 +222,11 @@ void MainWindow::ParseHardwareState(unsigned char* block, int length)
         case kTrayLifting: text += GetTrayLiftingStatus(array, count); break;
         case kTrayError: text += GetTrayErrorState(array, count); break;
         case kErrorCodes: text += GetErrorCodeState(array, count); break;
+        default:
+            for (const FlagEntry& flag : kFlagEntries) {
+                if (id == flag.id && (flag.test == kIsOne ? value == 1 : value != 0))
+                    text += flag.text;
+            }
         }
     }
 
@@ -310,6 +303,6 @@ QString MainWindow::GetErrorCodeState(unsigned char* data, int count)
 {
     QString texts;
     for (int i = 0; i < count; ++i)
-        texts += TextOfErrorCode(qFromLittleEndian<quint32>(data + i * kErrorCodeSize));
+        texts += ErrorCodeText(qFromLittleEndian<quint32>(data + i * kErrorCodeSize));
     return texts;
 }

@@ -18,13 +18,10 @@ const int kLogLevel = 3; // informational
 
 // Setup packet of every request; only bRequest differs. The answer goes into a buffer of
 // kUsbAnswerSize bytes, which is also wLength.
-const unsigned char kRequestType = // 0xC1
-    static_cast<unsigned char>(LIBUSB_ENDPOINT_IN) |
-    static_cast<unsigned char>(LIBUSB_REQUEST_TYPE_VENDOR) |
-    static_cast<unsigned char>(LIBUSB_RECIPIENT_INTERFACE);
-const unsigned short kValue = 0;      // wValue, not used
-const unsigned short kInterface = 0;  // wIndex
-const unsigned int kTimeLimit = 1000; // ms
+const unsigned char kRequestType = 0xC1; // to the host, vendor, interface
+const unsigned short kValue = 0;         // wValue, not used
+const unsigned short kInterface = 0;     // wIndex
+const unsigned int kTimeLimit = 1000;    // ms
 
 } // namespace
 
