@@ -17,15 +17,15 @@ class Console
 {
 public:
     /// @param names  IPv4 addresses; kUsbPrinter for a printer on a USB bus
-    Console(const QStringList& names, const QByteArray& model);
+    explicit Console(const QStringList& names);
 
-    /// Carries one typed line out on the printers that it names.
+    /// Carries one typed line out, on the printer that it names or on all of them.
     /// @return the reply: "ok" when a command has been carried out, else one line on what is wrong;
     ///         the help when that was asked for; nothing for an empty line
     QString Run(const QString& line);
 
-    const std::vector<Printer>& Printers() const { return m_printers; }
-    UsbBus* Bus() const { return m_bus.get(); } ///< null when there is none
+    std::vector<Printer>& Printers() { return m_printers; }
+    bool HasBus() const { return m_bus != nullptr; }
 
 private:
     std::vector<Printer> m_printers;

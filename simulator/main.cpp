@@ -6,7 +6,6 @@
 #include "networkport.h"
 
 #include <QCoreApplication>
-#include <QProcess>
 #include <QSocketNotifier>
 #include <QTimer>
 
@@ -18,13 +17,10 @@
 namespace
 {
 
-const int kSignalled = 128;    // exit status of a command that a signal ended, less its number
-const int kLongestModel = 250; // bytes that an answer frame holds
-
 const char kUsage[] =
-    R"(Usage: oriole-simulator [--model NAME] [ADDRESS...] [--usb COMMAND...]
-Each ADDRESS (127.0.0.1, 127.0.0.2, ...) is a network printer. --usb runs COMMAND with a printer
-on the USB bus, and ends with it. Until a command is typed, the printers play a tour.
+    R"(Usage: oriole-simulator PRINTER...
+Each PRINTER is the IPv4 address of one on the network (127.0.0.1, 127.0.0.2, ...), or "usb" for one
+on a USB bus. Until a command is typed, the printers play a tour.
 )";
 
 struct TourStep {
@@ -52,19 +48,13 @@ const size_t kTourSteps = sizeof kTour / sizeof kTour[0];
 
 int endPipe[2]; // a signal handler may write to a pipe, and do little else
 
-void Say(std::ostream& stream, const QString& line) { stream << qPrintable(line) << std::endl; }
-
-[[noreturn]] void Fail(const QString& problem) { throw std::runtime_error(problem.toStdString()); }
+void Say(const QString& line) { std::cout << line.toStdString() << std::endl; }
 
 /// The printers at work, and the tour that they play until a command is carried out.
 class Simulation : public QObject
 {
 public:
-    Simulation(const QStringList& names, const QByteArray& model);
-    /// Starts a command on the USB bus, whose end will end this program.
-    void Start(const QStringList& command);
-    /// Ends the command, if it has not ended by itself.
-    ~Simulation() override;
+    explicit Simulation(const QStringList& names);
 
 private:
     void ReadInput();
@@ -72,14 +62,13 @@ private:
 
     Console m_console;
     std::vector<std::unique_ptr<NetworkPort>> m_ports;
-    QProcess m_command;
     QSocketNotifier m_input{STDIN_FILENO, QSocketNotifier::Read};
     QByteArray m_typed; // a line that has not ended yet
     QTimer m_tour;
     size_t m_tourStep = 0;
 };
 
-Simulation::Simulation(const QStringList& names, const QByteArray& model) : m_console(names, model)
+Simulation::Simulation(const QStringList& names) : m_console(names)
 {
     for (const Printer& printer : m_console.Printers()) {
         if (printer.name == kUsbPrinter)
@@ -87,37 +76,18 @@ Simulation::Simulation(const QStringList& names, const QByteArray& model) : m_co
         m_ports.push_back(std::make_unique<NetworkPort>(printer));
         NetworkPort* port = m_ports.back().get();
         if (!port->Open())
-            Fail("no printer can be at " + printer.name +
-                 ": it is no IPv4 address here, or "
-                 "simulated printers are running already");
+            throw std::runtime_error("no printer can be at " + printer.name.toStdString() +
+                                     ": it is no IPv4 address here, or simulated printers are "
+                                     "running already");
         connect(port, &NetworkPort::readyRead, port, &NetworkPort::Answer);
     }
     connect(&m_input, &QSocketNotifier::activated, this, &Simulation::ReadInput);
     connect(&m_tour, &QTimer::timeout, this, &Simulation::GoOnWithTour);
     GoOnWithTour();
-}
-
-void Simulation::Start(const QStringList& command)
-{
-    QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
-    environment.insert("LD_PRELOAD", "libumockdev-preload.so.0");
-    m_command.setProcessEnvironment(environment);
-    m_command.setProcessChannelMode(QProcess::ForwardedChannels);
-    m_command.setStandardInputFile(QProcess::nullDevice()); // what is typed is for the printers
-    connect(&m_command, QOverload<int, QProcess::ExitStatus>::of(&QProcess::finished), this,
-            [](int code, QProcess::ExitStatus status) {
-                QCoreApplication::exit(status == QProcess::NormalExit ? code : kSignalled + code);
-            });
-    m_command.start(command[0], command.mid(1));
-    if (!m_command.waitForStarted())
-        Fail(command[0] + ": " + m_command.errorString());
-}
-
-Simulation::~Simulation()
-{
-    m_command.disconnect();
-    m_command.terminate();
-    m_command.waitForFinished();
+    if (m_console.HasBus())
+        Say("the USB printer is seen by: UMOCKDEV_DIR=" + qgetenv("UMOCKDEV_DIR") +
+            " umockdev-wrapper PROGRAM");
+    Say("ready; type commands (help lists them), or Ctrl-C to end");
 }
 
 /// Takes what has been typed, and carries out the lines that are complete.
@@ -135,7 +105,7 @@ void Simulation::ReadInput()
         if (reply == "ok")
             m_tour.stop();
         if (!reply.isEmpty())
-            Say(std::cout, reply);
+            Say(reply);
     }
 }
 
@@ -150,55 +120,26 @@ void Simulation::GoOnWithTour()
     m_tour.start(seconds * 1000);
 }
 
-/// Simulates what the command line asks for; returns the exit status.
-int Simulate(QStringList arguments)
-{
-    QByteArray model = "ORIOLE";
-    QStringList names;
-    QStringList command;
-    while (!arguments.isEmpty()) {
-        const QString argument = arguments.takeFirst();
-        if (argument == "--help") {
-            Say(std::cout, kUsage + ConsoleHelp());
-            return EXIT_SUCCESS;
-        }
-        if (argument == "--usb" && !arguments.isEmpty())
-            command.swap(arguments);
-        else if (argument == "--model" && !arguments.isEmpty())
-            model = arguments.takeFirst().toUtf8();
-        else if (!argument.startsWith('-'))
-            names += argument;
-        else
-            Fail("\"" + argument + "\"?\n" + kUsage);
-    }
-    if (model.isEmpty() || model.size() > kLongestModel)
-        Fail("a model name has 1 to 250 bytes");
-    if (names.isEmpty() && command.isEmpty())
-        Fail(QString("which printers?\n") + kUsage);
-    if (!command.isEmpty())
-        names += kUsbPrinter;
-
-    signal(SIGTTIN, SIG_IGN); // reading in the background is to fail, and not to stop the program
-    if (pipe(endPipe) != 0)
-        Fail("cannot make a pipe");
-    QSocketNotifier end(endPipe[0], QSocketNotifier::Read);
-    QObject::connect(&end, &QSocketNotifier::activated, qApp, &QCoreApplication::quit);
-    for (const int number : {SIGHUP, SIGINT, SIGTERM})
-        signal(number, [](int) { (void)!write(endPipe[1], "", 1); });
-    Simulation simulation(names, model);
-    if (!command.isEmpty())
-        simulation.Start(command);
-    Say(std::cout, "ready; type commands (help lists them), or Ctrl-C to end");
-    return QCoreApplication::exec();
-}
-
 } // namespace
 
 int main(int argc, char* argv[])
 {
     const QCoreApplication application(argc, argv);
+    const QStringList names = QCoreApplication::arguments().mid(1);
+    if (names.isEmpty() || names[0].startsWith('-')) {
+        Say(kUsage + ConsoleHelp());
+        return names.value(0) == "--help" ? EXIT_SUCCESS : EXIT_FAILURE;
+    }
+    signal(SIGTTIN, SIG_IGN); // reading in the background is to fail, and not to stop the program
     try {
-        return Simulate(QCoreApplication::arguments().mid(1));
+        if (pipe(endPipe) != 0)
+            throw std::runtime_error("cannot make a pipe");
+        QSocketNotifier end(endPipe[0], QSocketNotifier::Read);
+        QObject::connect(&end, &QSocketNotifier::activated, qApp, &QCoreApplication::quit);
+        for (const int number : {SIGHUP, SIGINT, SIGTERM})
+            signal(number, [](int) { (void)!write(endPipe[1], "", 1); });
+        const Simulation simulation(names);
+        return QCoreApplication::exec();
     } catch (const std::runtime_error& problem) {
         std::cerr << "oriole-simulator: " << problem.what() << std::endl;
         return EXIT_FAILURE;

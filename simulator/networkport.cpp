@@ -5,13 +5,10 @@
 #include <QNetworkDatagram>
 #include <QTimer>
 
-#include <utility>
-
 namespace
 {
 
 const quint16 kCommandPort = 12105;
-const int kRemembered = 100; // requests
 
 } // namespace
 
@@ -27,14 +24,13 @@ bool NetworkPort::Answer()
     bool answered = false;
     while (hasPendingDatagrams()) {
         const QNetworkDatagram request = receiveDatagram();
-        if (m_requests.size() == kRemembered)
-            m_requests.removeFirst();
-        m_requests += request.data().toHex().toUpper();
-        QString problem;
-        const QByteArray answer = m_printer.AnswerFrame(request.data(), problem);
-        if (answer.isEmpty())
-            qWarning("%s: bad request: %s", qPrintable(m_printer.name), qPrintable(problem));
-        if (answer.isEmpty() || m_printer.drop)
+        QByteArray answer = m_printer.AnswerFrame(request.data());
+        if (answer.isNull())
+            qWarning("%s: bad request: %s", qPrintable(m_printer.name),
+                     request.data().toHex(' ').constData());
+        if (m_printer.meddle)
+            m_printer.meddle(request.data(), answer);
+        if (answer.isNull() || !m_printer.on)
             continue;
         const auto send = [this, answer, request] {
             writeDatagram(answer, request.senderAddress(), quint16(request.senderPort()));
@@ -47,5 +43,3 @@ bool NetworkPort::Answer()
     }
     return answered;
 }
-
-QStringList NetworkPort::TakeRequests() { return std::exchange(m_requests, QStringList()); }

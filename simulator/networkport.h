@@ -5,7 +5,6 @@
 
 #include "printer.h"
 
-#include <QStringList>
 #include <QUdpSocket>
 
 /// The command port of one simulated network printer.
@@ -22,12 +21,8 @@ public:
     /// @return whether any was answered
     bool Answer();
 
-    /// The requests that have come since the last call, the last 100 of them, in hexadecimal.
-    QStringList TakeRequests();
-
 private:
     const Printer& m_printer;
-    QStringList m_requests;
 };
 
 #endif // NETWORKPORT_H

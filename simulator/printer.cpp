@@ -18,7 +18,7 @@ const char kResultOk = 1;
 const int kHeadSize = 4;
 const int kFrameOverhead = kHeadSize + 1;
 const int kLongestPayload = 59; // what a request of 64 bytes holds
-enum FrameOffset { kStart = 0, kLength = 2, kCommand = 3, kResult = 4 };
+enum FrameOffset { kStart = 0, kZero = 1, kLength = 2, kCommand = 3 };
 
 enum Command {
     kModelNameCommand = 0x01,
@@ -35,6 +35,7 @@ enum UsbRequest {
 
 // Hardware state block: 4 bytes | entry count, 2 bytes, low byte first | entries | arrays
 // Entry: 0 identifier | 2 type | 4 element count | 6 flag, or offset of the array in the block
+const int kEntryCountOffset = 4;
 const int kEntriesOffset = 6;
 const int kEntrySize = 8;
 const char kStatusEntry = 3;
@@ -49,32 +50,24 @@ char Checksum(const QByteArray& bytes)
     return static_cast<char>(std::accumulate(bytes.begin(), bytes.end(), 0));
 }
 
-QString CheckRequest(const QByteArray& request, const QByteArray& model)
+bool IsGood(const QByteArray& request, const QByteArray& model)
 {
     if (request.size() < kFrameOverhead)
-        return "it is shorter than a frame";
-    if (request[kStart] != kRequestStart || request[kStart + 1] != 0)
-        return "its start is wrong";
-    if (static_cast<quint8>(request[kLength]) != request.size())
-        return "its frame length is wrong";
-    if (request.back() != Checksum(request.chopped(1)))
-        return "its checksum is wrong";
-    const QByteArray payload = request.mid(kHeadSize).chopped(1);
-    if (payload != (request[kCommand] == kModelNameCommand ? "" : model.left(kLongestPayload)))
-        return "its payload is \"" + payload + "\"";
-    return "";
+        return false;
+    const QByteArray payload =
+        request[kCommand] == kModelNameCommand ? "" : model.left(kLongestPayload);
+    return request[kStart] == kRequestStart && request[kZero] == 0 &&
+           static_cast<quint8>(request[kLength]) == request.size() &&
+           request.back() == Checksum(request.chopped(1)) &&
+           request.mid(kHeadSize).chopped(1) == payload;
 }
 
 } // namespace
 
-QByteArray Printer::AnswerFrame(const QByteArray& request, QString& problem) const
+QByteArray Printer::AnswerFrame(const QByteArray& request) const
 {
-    if (!frame.isEmpty())
-        return frame;
-    problem = CheckRequest(request, model);
-    if (!problem.isEmpty())
-        return "";
-
+    if (!IsGood(request, model))
+        return QByteArray();
     const char command = request[kCommand];
     QByteArray answer = {kHeadSize, kUnused};
     answer[kStart] = kAnswerStart;
@@ -86,44 +79,28 @@ QByteArray Printer::AnswerFrame(const QByteArray& request, QString& problem) con
     case kStateCommand: answer += static_cast<char>(state); break;
     case kPageCountersCommand: answer += PageCounters(); break;
     case kHardwareStateCommand: answer += HardwareState(); break;
-    default: problem = "its command is unknown"; return "";
+    default: return QByteArray();
     }
     answer[kLength] = static_cast<char>(answer.size() + 1);
-    answer += Checksum(answer);
-
-    if (malformed == "start")
-        answer[kStart] = kRequestStart;
-    else if (malformed == "code")
-        answer[kCommand] = kUnused;
-    else if (malformed == "result")
-        answer[kResult] = 0;
-    else if (malformed == "short")
-        answer.truncate(kCommand);
-    return answer;
+    return answer + Checksum(answer);
 }
 
-std::optional<QByteArray> Printer::UsbAnswer(int request) const
+QByteArray Printer::UsbAnswer(int request) const
 {
-    if (request == stalled)
-        return std::nullopt;
-    if (request == empty)
-        return "";
     switch (request) {
     case kModelNameRequest: return model + '\0';
     case kPageCountersRequest: return PageCounters();
     case kStateRequest: return QByteArray(1, static_cast<char>(state));
     case kHardwareStateRequest: return HardwareState();
-    default: return std::nullopt;
+    default: return QByteArray();
     }
 }
 
 QByteArray Printer::HardwareState() const
 {
-    if (!raw.isEmpty())
-        return raw;
     QByteArray block(kEntriesOffset + kEntrySize * conditions.size(), kUnused);
-    block[4] = static_cast<char>(conditions.size());
-    block[5] = 0;
+    block[kEntryCountOffset] = static_cast<char>(conditions.size());
+    block[kEntryCountOffset + 1] = 0;
     for (int i = 0; i < conditions.size(); ++i) {
         const Condition& condition = conditions[i];
         const int entry = kEntriesOffset + kEntrySize * i;
@@ -135,7 +112,7 @@ QByteArray Printer::HardwareState() const
             continue;
         }
         if (block.size() > kMaxArrayOffset)
-            return "";
+            return QByteArray();
         block[entry + 4] = static_cast<char>(condition.values.size());
         block[entry + 6] = static_cast<char>(block.size());
         QDataStream array(&block, QIODevice::Append);
@@ -147,7 +124,7 @@ QByteArray Printer::HardwareState() const
                 array << static_cast<quint8>(value) << static_cast<quint8>(kUnused);
         }
     }
-    return block.size() > kMaxBlockSize ? "" : block;
+    return block.size() > kMaxBlockSize ? QByteArray() : block;
 }
 
 /// Four words, high byte first: the engine's, one that means nothing, the drum's, the toner's.

@@ -9,7 +9,6 @@
 #include <cstring>
 #include <linux/usbdevice_fs.h>
 #include <sys/ioctl.h>
-#include <utility>
 
 namespace
 {
@@ -40,7 +39,6 @@ const char kDevice[] = "P: /devices/1-1\n"
                        "07058202000200\n";
 
 const int kSetupSize = 8;               // a control transfer begins with its setup packet
-const int kRemembered = 100;            // setup packets
 const quint8 kVendorRequestType = 0xC1; // to the host, vendor, recipient interface
 
 } // namespace
@@ -60,8 +58,7 @@ UsbBus::UsbBus(const Printer& printer, QMutex& lock)
     };
     const auto onVanished = +[](UMockdevIoctlBase*, UMockdevIoctlClient*, UsbBus* bus) {
         const QMutexLocker guard(&bus->m_lock);
-        bus->m_pending.clear();
-        bus->m_completed.clear();
+        bus->m_transfer.reset();
     };
     g_signal_connect(m_usbfs, "handle-ioctl", G_CALLBACK(onIoctl), this);
     g_signal_connect(m_usbfs, "client-vanished", G_CALLBACK(onVanished), this);
@@ -77,19 +74,13 @@ UsbBus::~UsbBus()
 
 void UsbBus::Update()
 {
-    if (m_printer.plugged == m_onBus)
+    if (m_printer.on == m_onBus)
         return;
-    m_onBus = m_printer.plugged;
+    m_onBus = m_printer.on;
     if (m_onBus)
         umockdev_testbed_add_from_string(m_testbed, kDevice, nullptr);
     else
         umockdev_testbed_remove_device(m_testbed, kSysPath);
-}
-
-QByteArrayList UsbBus::TakeSetups()
-{
-    const QMutexLocker guard(&m_lock);
-    return std::exchange(m_setups, QByteArrayList());
 }
 
 /// Fetches `size` bytes at the address that stands at the offset `pointer` of `from`.
@@ -105,8 +96,8 @@ UsbBus::Data UsbBus::Fetch(UMockdevIoctlData* from, size_t pointer, size_t size)
 int UsbBus::Ioctl(unsigned long request, UMockdevIoctlData* argument)
 {
     switch (request) {
-    case USBDEVFS_SUBMITURB: return m_printer.plugged ? Submit(argument) : ENODEV;
-    case USBDEVFS_DISCARDURB: return Discard(argument);
+    case USBDEVFS_SUBMITURB: return m_printer.on ? Submit(argument) : ENODEV;
+    case USBDEVFS_DISCARDURB: return Discard();
     case USBDEVFS_REAPURB:
     case USBDEVFS_REAPURBNDELAY: return Reap(argument);
     default: return ENOTTY;
@@ -127,54 +118,49 @@ int UsbBus::Submit(UMockdevIoctlData* argument)
     if (!buffer)
         return EFAULT;
 
-    if (m_setups.size() == kRemembered)
-        m_setups.removeFirst();
-    m_setups += QByteArray(reinterpret_cast<char*>(buffer->data), kSetupSize);
-    std::optional<QByteArray> answer;
+    QByteArray answer;
     if (buffer->data[0] == kVendorRequestType)
         answer = m_printer.UsbAnswer(buffer->data[1]);
-    QByteArray bytes = answer.value_or("").left(fields.buffer_length - kSetupSize);
+    if (m_printer.meddle)
+        m_printer.meddle(QByteArray(reinterpret_cast<char*>(buffer->data), kSetupSize), answer);
+    QByteArray bytes = answer.left(fields.buffer_length - kSetupSize);
     const int size = static_cast<int>(bytes.size());
     umockdev_ioctl_data_update(buffer.get(), kSetupSize, reinterpret_cast<guint8*>(bytes.data()),
                                size);
-    if (m_printer.drop)
-        m_pending += transfer;
-    else
-        Complete(transfer, answer ? 0 : -EPIPE, size);
+    m_transfer = transfer;
+    m_completed = false;
+    if (!m_printer.hangs)
+        Complete(answer.isNull() ? -EPIPE : 0, size);
     return 0;
 }
 
-/// Cancels a transfer that is pending.
-int UsbBus::Discard(UMockdevIoctlData* argument)
+/// Cancels the transfer, if it is pending.
+int UsbBus::Discard()
 {
-    gulong address = 0;
-    memcpy(&address, argument->data, sizeof address);
-    for (int i = 0; i < m_pending.size(); ++i) {
-        if (m_pending[i]->client_addr == address) {
-            Complete(m_pending.takeAt(i), -ENOENT, 0);
-            return 0;
-        }
-    }
-    return EINVAL;
+    if (!m_transfer || m_completed)
+        return EINVAL;
+    Complete(-ENOENT, 0);
+    return 0;
 }
 
-/// Hands the oldest completed transfer back.
+/// Hands the transfer back, if it is completed.
 int UsbBus::Reap(UMockdevIoctlData* argument)
 {
-    if (m_completed.isEmpty())
-        return m_printer.plugged ? EAGAIN : ENODEV;
+    if (!m_transfer || !m_completed)
+        return m_printer.on ? EAGAIN : ENODEV;
     const Data slot = Fetch(argument, 0, sizeof(void*));
     if (!slot)
         return EFAULT;
-    umockdev_ioctl_data_set_ptr(slot.get(), 0, m_completed.dequeue().get());
+    umockdev_ioctl_data_set_ptr(slot.get(), 0, m_transfer.get());
+    m_transfer.reset();
     return 0;
 }
 
-void UsbBus::Complete(const Data& transfer, int status, int length)
+void UsbBus::Complete(int status, int length)
 {
-    umockdev_ioctl_data_update(transfer.get(), offsetof(usbdevfs_urb, status),
+    umockdev_ioctl_data_update(m_transfer.get(), offsetof(usbdevfs_urb, status),
                                reinterpret_cast<guint8*>(&status), sizeof status);
-    umockdev_ioctl_data_update(transfer.get(), offsetof(usbdevfs_urb, actual_length),
+    umockdev_ioctl_data_update(m_transfer.get(), offsetof(usbdevfs_urb, actual_length),
                                reinterpret_cast<guint8*>(&length), sizeof length);
-    m_completed.enqueue(transfer);
+    m_completed = true;
 }
