@@ -21,7 +21,7 @@ namespace
 
 const char kListCommand[] = "lpstat -v";
 const size_t kCaptureSize = 1024; // bytes of the command's output that count
-const int kPipeSize = 1 << 20;    // bytes of it that find room; the rest is refused
+const int kPipeSize = 1 << 20;    // bytes that it can write; the rest is refused
 const size_t kModelWordSize = 64; // bytes of type.dat that count
 const int kMaxRows = 10;
 const int kPollInterval = 2000; // ms
@@ -37,14 +37,15 @@ bool CaptureQueues(QString& output)
     if (pipe(ends) != 0)
         return false;
     const int saved = dup(STDOUT_FILENO);
-    // The command gets the pipe as its standard output only. What it writes is read when it has
-    // ended: it may neither fill the pipe and hang, nor leave it empty and let the reading hang.
+    // The command gets the pipe as its standard output only. The pipe is read when the command has
+    // ended: nobody may wait for room in a full pipe, or for bytes in an empty one.
     bool ready = fcntl(saved, F_SETFD, FD_CLOEXEC) == 0;
-    for (const int end : ends)
-        ready =
-            ready && fcntl(end, F_SETFL, O_NONBLOCK) == 0 && fcntl(end, F_SETFD, FD_CLOEXEC) == 0;
-
+    for (const int end : ends) {
+        ready = ready && fcntl(end, F_SETFD, FD_CLOEXEC) == 0;
+        ready = ready && fcntl(end, F_SETFL, O_NONBLOCK) == 0;
+    }
     fcntl(ends[1], F_SETPIPE_SZ, kPipeSize); // where that is refused, the pipe holds 64 KiB
+
     int status = -1;
     if (ready && dup2(ends[1], STDOUT_FILENO) >= 0) {
         status = system(kListCommand);
