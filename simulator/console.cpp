@@ -102,16 +102,16 @@ Console::Console(const QStringList& names)
 
 QString Console::Run(const QString& line)
 {
-    QStringList words = line.split(' ', Qt::SkipEmptyParts);
+    QStringList words = line.simplified().split(' ', Qt::SkipEmptyParts);
     if (words.isEmpty())
         return "";
-    if (words[0] == "help")
-        return ConsoleHelp();
     const auto isNamed = [&words](const Printer& printer) { return printer.name == words[0]; };
     QString target;
     if (std::any_of(m_printers.begin(), m_printers.end(), isNamed))
         target = words.takeFirst();
     const QString name = words.isEmpty() ? "" : words.takeFirst();
+    if (name == "help")
+        return ConsoleHelp();
     const Command* command =
         std::find_if(std::begin(kCommands), std::end(kCommands),
                      [&name](const Command& known) { return name == known.name; });

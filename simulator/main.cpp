@@ -124,11 +124,12 @@ void Simulation::GoOnWithTour()
 
 int main(int argc, char* argv[])
 {
-    const QCoreApplication application(argc, argv);
-    const QStringList names = QCoreApplication::arguments().mid(1);
-    if (names.isEmpty() || names[0].startsWith('-')) {
+    QCoreApplication application(argc, argv);
+    QStringList names = QCoreApplication::arguments().mid(1);
+    names.removeDuplicates();
+    if (names.isEmpty() || !names.filter("-").isEmpty()) {
         Say(kUsage + ConsoleHelp());
-        return names.value(0) == "--help" ? EXIT_SUCCESS : EXIT_FAILURE;
+        return names.contains("--help") ? EXIT_SUCCESS : EXIT_FAILURE;
     }
     signal(SIGTTIN, SIG_IGN); // reading in the background is to fail, and not to stop the program
     try {
@@ -138,7 +139,7 @@ int main(int argc, char* argv[])
         QObject::connect(&end, &QSocketNotifier::activated, qApp, &QCoreApplication::quit);
         for (const int number : {SIGHUP, SIGINT, SIGTERM})
             signal(number, [](int) { (void)!write(endPipe[1], "", 1); });
-        const Simulation simulation(names);
+        Simulation simulation(names);
         return QCoreApplication::exec();
     } catch (const std::runtime_error& problem) {
         std::cerr << "oriole-simulator: " << problem.what() << std::endl;

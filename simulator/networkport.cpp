@@ -33,7 +33,8 @@ bool NetworkPort::Answer()
         if (answer.isNull() || !m_printer.on)
             continue;
         const auto send = [this, answer, request] {
-            writeDatagram(answer, request.senderAddress(), quint16(request.senderPort()));
+            if (m_printer.on)
+                writeDatagram(answer, request.senderAddress(), quint16(request.senderPort()));
         };
         if (m_printer.delay > 0)
             QTimer::singleShot(m_printer.delay, Qt::PreciseTimer, this, send);

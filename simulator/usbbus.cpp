@@ -68,6 +68,9 @@ UsbBus::UsbBus(const Printer& printer, QMutex& lock)
 
 UsbBus::~UsbBus()
 {
+    m_lock.lock(); // which waits for what is being served
+    g_signal_handlers_disconnect_by_data(m_usbfs, this);
+    m_lock.unlock();
     g_object_unref(m_testbed);
     g_object_unref(m_usbfs);
 }

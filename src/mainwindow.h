@@ -110,8 +110,8 @@ private:
     /// Status text while a printer cannot be reached, and until it has first answered.
     static constexpr char kOfflineText[] = "离线 ";
 
-    // Poll tick. PollUsbPrinter and PollNetworkPrinter return whether the printer was reached; when
-    // it was not, the tick shows it as offline.
+    // Poll tick. PollUsbPrinter and PollNetworkPrinter return false when the printer is to be shown
+    // as offline.
     bool PollUsbPrinter();
     bool PollNetworkPrinter();
     void ShowModelName();

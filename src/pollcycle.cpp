@@ -10,12 +10,12 @@
 
 void MainWindow::OntimerOut()
 {
-    bool reached = false;
+    bool online = false;
     if (m_nPortType == kNetworkPort)
-        reached = PollNetworkPrinter();
+        online = PollNetworkPrinter();
     else if (m_nPortType == kUsbPort)
-        reached = PollUsbPrinter();
-    if (!reached) {
+        online = PollUsbPrinter();
+    if (!online) {
         CloseUsbPrinter();
         ShowOffline();
     }

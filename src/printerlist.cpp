@@ -44,7 +44,7 @@ bool CaptureQueues(QString& output)
         ready = ready && fcntl(end, F_SETFD, FD_CLOEXEC) == 0;
         ready = ready && fcntl(end, F_SETFL, O_NONBLOCK) == 0;
     }
-    fcntl(ends[1], F_SETPIPE_SZ, kPipeSize); // where that is refused, the pipe holds 64 KiB
+    fcntl(ends[1], F_SETPIPE_SZ, kPipeSize); // where that is refused, it holds less
 
     int status = -1;
     if (ready && dup2(ends[1], STDOUT_FILENO) >= 0) {
