@@ -13,7 +13,6 @@ typedef QVector<quint32> Numbers;
 
 const quint32 kByte = 255;
 const quint32 kWord = UINT32_MAX;
-const quint32 kLongestDelay = 60000; // ms
 const quint32 kErrorCodesId = 34;
 
 void Clear(Printer& printer, quint32 id)
@@ -63,8 +62,6 @@ const Command kCommands[] = {
      [](Printer& printer, const Numbers&) { printer.on = false; }},
     {"on", "", 0, 0, 0, "switch on again",
      [](Printer& printer, const Numbers&) { printer.on = true; }},
-    {"delay", "MS", 1, 1, kLongestDelay, "answer late (network)",
-     [](Printer& printer, const Numbers& n) { printer.delay = static_cast<int>(n[0]); }},
 };
 
 const char kCommonNumbers[] =

@@ -3,7 +3,6 @@
 #include "networkport.h"
 
 #include <QNetworkDatagram>
-#include <QTimer>
 
 namespace
 {
@@ -32,14 +31,7 @@ bool NetworkPort::Answer()
             m_printer.meddle(request.data(), answer);
         if (answer.isNull() || !m_printer.on)
             continue;
-        const auto send = [this, answer, request] {
-            if (m_printer.on)
-                writeDatagram(answer, request.senderAddress(), quint16(request.senderPort()));
-        };
-        if (m_printer.delay > 0)
-            QTimer::singleShot(m_printer.delay, Qt::PreciseTimer, this, send);
-        else
-            send();
+        writeDatagram(request.makeReply(answer));
         answered = true;
     }
     return answered;

@@ -17,7 +17,7 @@ public:
     /// Whether the port could be opened.
     bool Open();
 
-    /// Answers the requests that have come, each after the printer's delay. Warns of bad ones.
+    /// Answers the requests that have come. Warns of bad ones.
     /// @return whether any was answered
     bool Answer();
 

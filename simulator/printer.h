@@ -28,7 +28,6 @@ struct Printer {
     quint32 counters[3] = {1200, 800, 400}; ///< pages of the engine, the drum, the toner
     QVector<Condition> conditions = {};     ///< in the order of the block
     bool on = true;                         ///< when off: gives no answers; is not on the USB bus
-    int delay = 0;                          ///< ms before an answer (network)
 
     // For tests.
     QByteArray model = "ORIOLE";

@@ -13,8 +13,8 @@ typedef struct _UMockdevTestbed UMockdevTestbed;
 typedef struct _UMockdevIoctlBase UMockdevIoctlBase;
 typedef struct _UMockdevIoctlData UMockdevIoctlData;
 
-/// A USB bus with one simulated printer on it. Only a program that runs under umockdev-wrapper, with
-/// the UMOCKDEV_DIR of this one, sees it: one program at a time.
+/// A USB bus with one simulated printer on it. Only a program that runs under umockdev-wrapper,
+/// with the UMOCKDEV_DIR of this one, sees it: one program at a time.
 class UsbBus
 {
 public:
