@@ -51,14 +51,17 @@ UsbBus::UsbBus(const Printer& printer, QMutex& lock)
     // device.
     const auto onIoctl = +[](UMockdevIoctlBase*, UMockdevIoctlClient* client, UsbBus* bus) {
         const QMutexLocker guard(&bus->m_lock);
+        if (umockdev_ioctl_client_get_request(client) == USBDEVFS_SUBMITURB)
+            bus->m_client = client;
         const int error = bus->Ioctl(umockdev_ioctl_client_get_request(client),
                                      umockdev_ioctl_client_get_arg(client));
         umockdev_ioctl_client_complete(client, error == 0 ? 0 : -1, error);
         return TRUE;
     };
-    const auto onVanished = +[](UMockdevIoctlBase*, UMockdevIoctlClient*, UsbBus* bus) {
+    const auto onVanished = +[](UMockdevIoctlBase*, UMockdevIoctlClient* client, UsbBus* bus) {
         const QMutexLocker guard(&bus->m_lock);
-        bus->m_transfer.reset();
+        if (client == bus->m_client) // and not one before it, of which this comes late
+            bus->m_transfer.reset();
     };
     g_signal_connect(m_usbfs, "handle-ioctl", G_CALLBACK(onIoctl), this);
     g_signal_connect(m_usbfs, "client-vanished", G_CALLBACK(onVanished), this);

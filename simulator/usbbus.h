@@ -11,6 +11,7 @@
 
 typedef struct _UMockdevTestbed UMockdevTestbed;
 typedef struct _UMockdevIoctlBase UMockdevIoctlBase;
+typedef struct _UMockdevIoctlClient UMockdevIoctlClient;
 typedef struct _UMockdevIoctlData UMockdevIoctlData;
 
 /// A USB bus with one simulated printer on it. Only a program that runs under umockdev-wrapper,
@@ -43,7 +44,8 @@ private:
     UMockdevTestbed* m_testbed;
     UMockdevIoctlBase* m_usbfs;
     bool m_onBus = false;
-    Data m_transfer; // what a program has submitted and not got back yet: one at a time
+    UMockdevIoctlClient* m_client = nullptr; // the program that has submitted something
+    Data m_transfer; // what it has submitted and not got back yet: one at a time
     bool m_completed = false;
 };
 
