@@ -47,8 +47,7 @@ UsbBus::UsbBus(const Printer& printer, QMutex& lock)
     : m_printer(printer), m_lock(lock), m_testbed(umockdev_testbed_new()),
       m_usbfs(umockdev_ioctl_base_new())
 {
-    // Both are called on the test bed's own thread: an ioctl of a program, and its closing the
-    // device.
+    // Both are called on the test bed's own thread.
     const auto onIoctl = +[](UMockdevIoctlBase*, UMockdevIoctlClient* client, UsbBus* bus) {
         const QMutexLocker guard(&bus->m_lock);
         if (umockdev_ioctl_client_get_request(client) == USBDEVFS_SUBMITURB)

@@ -206,6 +206,10 @@ private slots:
         window.setStyleSheet("* { font-size: 12px }"); // 9 pt at 96 dpi
         window.show();
         QCOMPARE(window.size(), QSize(381, 572));
+        QCOMPARE(window.metaObject()->indexOfSlot("OntimerOut()"),
+                 window.metaObject()->methodOffset());
+        QVERIFY(window.toolBarArea(ui.mainToolBar) == Qt::TopToolBarArea &&
+                ui.statusBar->isVisible());
         QCOMPARE(window.windowIcon().pixmap(48).toImage(), QImage("orioleMon.ico"));
         QVERIFY(ui.tableView->columnWidth(0) == 155 && ui.tableView->columnWidth(1) == 152);
         QCOMPARE(ui.tableView->selectionBehavior(), QAbstractItemView::SelectRows);
@@ -480,6 +484,7 @@ private slots:
             }
             QVERIFY(Same(blocks + (": " + last), blocks + (": " + QString(shown))));
         }
+        QVERIFY(Same(Show(other, "array 9 1" + QString(" 2").repeated(200)), "前盖打开 "));
     }
 
     void usbPrintersAreOpenedThenReadAndComeBackWhenTheyFail()
@@ -507,8 +512,7 @@ private slots:
                 desk.printer.hangs = *fault == 'h';
                 const QTime start = QTime::currentTime();
                 desk.Tick();
-                QCOMPARE(start.secsTo(QTime::currentTime()),
-                         *fault == 'h' ? 4 : 0); // one a request
+                QCOMPARE(start.secsTo(QTime::currentTime()), *fault == 'h' ? 4 : 0); // s
                 QVERIFY(Same(desk.Shown(), shown));
                 const QString lines = desk.DebugLines();
                 QCOMPARE(lines.endsWith("-9"), *fault == '0' && without.isNull());
@@ -683,16 +687,14 @@ private slots:
     void hardwareStatesReachToTheEndOfTheAnswer()
     {
         // 60 error codes that end with the block of 495 bytes, and 61 that end a byte behind it.
-        for (const char* array : {"3C00FF00", "3D00FC00"}) {
+        for (const char* end : {"3C00FF00", "3D00FC00"}) {
             PrinterDesk desk(kAddress);
             desk.spoil = [=](const QByteArray&, QByteArray& answer) {
-                answer =
-                    "C200001201 000000000100 22000400" + QByteArray(array).leftJustified(962, '0');
+                answer = "C20000120100000000010022000400" + QByteArray(end).leftJustified(962, '0');
                 answer = QByteArray::fromHex(answer + "21A10700");
             };
             QCOMPARE(desk.window->GetPrinterDetailError_net(), 1);
-            QVERIFY(
-                Same(desk.window->ui->DetailError->toPlainText(), array[1] == 'C' ? "断网" : ""));
+            QVERIFY(Same(desk.window->ui->DetailError->toPlainText(), end[1] == 'C' ? "断网" : ""));
         }
     }
 };
