@@ -10,7 +10,6 @@
 #include "ui_mainwindow.h"
 
 #include <QStandardItemModel>
-#include <QTemporaryDir>
 #include <QtTest>
 
 #include <fcntl.h>
