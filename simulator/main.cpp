@@ -77,8 +77,8 @@ Simulation::Simulation(const QStringList& names) : m_console(names)
         NetworkPort* port = m_ports.back().get();
         if (!port->Open())
             throw std::runtime_error("no printer can be at " + printer.name.toStdString() +
-                                     ": it is no IPv4 address here, or simulated printers are "
-                                     "running already");
+                                     ": simulated printers are running already, or it is "
+                                     "no address of this machine");
         connect(port, &NetworkPort::readyRead, port, &NetworkPort::Answer);
     }
     connect(&m_input, &QSocketNotifier::activated, this, &Simulation::ReadInput);

@@ -83,6 +83,7 @@ struct ErrorText {
     const char* text;
 };
 
+// clang-format off: one row a line, however many there are
 const ErrorText kErrorTexts[] = {
     {200000, " 多重进纸失败 "},
     {200001, "自动选择纸盒缺纸  "},
@@ -103,6 +104,7 @@ const ErrorText kErrorTexts[] = {
     {500001, "断网"},
     {500002, "DHCP无响应 "},
 };
+// clang-format on
 
 // Codes shown as a heading and their number; silent codes have no heading and are not shown.
 struct ErrorGroup {

@@ -16,8 +16,7 @@ const unsigned short kVendorId = 0x3A7C;
 const unsigned short kProductId = 0x5E21;
 const int kLogLevel = 3; // informational
 
-// Setup packet of every request; only bRequest differs. The answer goes into a buffer of
-// kUsbAnswerSize bytes, which is also wLength.
+// Setup packet of every request; only bRequest differs. wLength is kUsbAnswerSize.
 const unsigned char kRequestType = 0xC1; // to the host, vendor, interface
 const unsigned short kValue = 0;         // wValue, not used
 const unsigned short kInterface = 0;     // wIndex
