@@ -499,6 +499,9 @@ private slots:
         };
         for (const auto& [fault, shown] : kFaults) {
             for (const QByteArray& without : {QByteArray(), QByteArray("")}) {
+                const bool asked = isdigit(*fault); // and not what happens to the printer
+                if (!asked && without.isNull())
+                    continue;
                 PrinterDesk desk(kUsbPrinter);
                 desk.Fill("old");
                 desk.Tick();
@@ -509,9 +512,10 @@ private slots:
                 const bool off = *fault == 'o';
                 Run(desk.console, off ? "off" : "on");
                 desk.printer.hangs = *fault == 'h';
-                const QTime start = QTime::currentTime();
+                QElapsedTimer tick;
+                tick.start();
                 desk.Tick();
-                QCOMPARE(start.secsTo(QTime::currentTime()), *fault == 'h' ? 4 : 0); // s
+                QCOMPARE(tick.elapsed() >= 4000, desk.printer.hangs); // ms; four requests of 1 s
                 QVERIFY(Same(desk.Shown(), shown));
                 const QString lines = desk.DebugLines();
                 QCOMPARE(lines.endsWith("-9"), *fault == '0' && without.isNull());
