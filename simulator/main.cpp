@@ -2,8 +2,7 @@
 
 // Simulated printers on the network and on a USB bus of their own, driven from standard input.
 
-#include "console.h"
-#include "networkport.h"
+#include "simulator.h"
 
 #include <QCoreApplication>
 #include <QSocketNotifier>
@@ -22,6 +21,8 @@ const char kUsage[] =
 Each PRINTER is the IPv4 address of one on the network (127.0.0.1, 127.0.0.2, ...), or "usb" for one
 on a USB bus. Until a command is typed, the printers play a tour.
 )";
+
+const int kWrongArguments = 2; // exit status
 
 struct TourStep {
     int seconds; // that pass before the next step
@@ -50,48 +51,36 @@ int endPipe[2]; // a signal handler may write to a pipe, and do little else
 
 void Say(const QString& line) { std::cout << line.toStdString() << std::endl; }
 
-/// The printers at work, and the tour that they play until a command is carried out.
-class Simulation : public QObject
+/// The lines that are typed, and the tour that the printers play until one is carried out.
+class Console : public QObject
 {
 public:
-    explicit Simulation(const QStringList& names);
+    explicit Console(Simulator& simulator);
 
 private:
     void ReadInput();
     void GoOnWithTour();
 
-    Console m_console;
-    std::vector<std::unique_ptr<NetworkPort>> m_ports;
+    Simulator& m_simulator;
     QSocketNotifier m_input{STDIN_FILENO, QSocketNotifier::Read};
     QByteArray m_typed; // a line that has not ended yet
     QTimer m_tour;
     size_t m_tourStep = 0;
 };
 
-Simulation::Simulation(const QStringList& names) : m_console(names)
+Console::Console(Simulator& simulator) : m_simulator(simulator)
 {
-    for (const Printer& printer : m_console.Printers()) {
-        if (printer.name == kUsbPrinter)
-            continue;
-        m_ports.push_back(std::make_unique<NetworkPort>(printer));
-        NetworkPort* port = m_ports.back().get();
-        if (!port->Open())
-            throw std::runtime_error("no printer can be at " + printer.name.toStdString() +
-                                     ": simulated printers are running already, or it is "
-                                     "no address of this machine");
-        connect(port, &NetworkPort::readyRead, port, &NetworkPort::Answer);
-    }
-    connect(&m_input, &QSocketNotifier::activated, this, &Simulation::ReadInput);
-    connect(&m_tour, &QTimer::timeout, this, &Simulation::GoOnWithTour);
+    connect(&m_input, &QSocketNotifier::activated, this, &Console::ReadInput);
+    connect(&m_tour, &QTimer::timeout, this, &Console::GoOnWithTour);
     GoOnWithTour();
-    if (m_console.HasBus())
+    if (m_simulator.HasBus())
         Say("the USB printer is seen by: UMOCKDEV_DIR=" + qgetenv("UMOCKDEV_DIR") +
             " umockdev-wrapper PROGRAM");
     Say("ready; type commands (help lists them), or Ctrl-C to end");
 }
 
 /// Takes what has been typed, and carries out the lines that are complete.
-void Simulation::ReadInput()
+void Console::ReadInput()
 {
     char input[4096];
     const ssize_t got = read(STDIN_FILENO, input, sizeof input);
@@ -101,7 +90,7 @@ void Simulation::ReadInput()
     else
         m_typed += got > 0 ? QByteArray(input, static_cast<int>(got)) : "\n";
     for (int end = 0; (end = m_typed.indexOf('\n')) >= 0; m_typed.remove(0, end + 1)) {
-        const QString reply = m_console.Run(QString::fromUtf8(m_typed.left(end)));
+        const QString reply = m_simulator.Run(QString::fromUtf8(m_typed.left(end)));
         if (reply == "ok")
             m_tour.stop();
         if (!reply.isEmpty())
@@ -109,11 +98,11 @@ void Simulation::ReadInput()
     }
 }
 
-void Simulation::GoOnWithTour()
+void Console::GoOnWithTour()
 {
     int seconds = 0;
     while (seconds == 0) {
-        m_console.Run(kTour[m_tourStep].line);
+        m_simulator.Run(kTour[m_tourStep].line);
         seconds = kTour[m_tourStep].seconds;
         m_tourStep = (m_tourStep + 1) % kTourSteps;
     }
@@ -127,9 +116,13 @@ int main(int argc, char* argv[])
     QCoreApplication application(argc, argv);
     QStringList names = QCoreApplication::arguments().mid(1);
     names.removeDuplicates();
+    if (names.contains("--help")) {
+        Say(kUsage + CommandHelp());
+        return EXIT_SUCCESS;
+    }
     if (names.isEmpty() || !names.filter("-").isEmpty()) {
-        Say(kUsage + ConsoleHelp());
-        return names.contains("--help") ? EXIT_SUCCESS : EXIT_FAILURE;
+        std::cerr << kUsage;
+        return kWrongArguments;
     }
     signal(SIGTTIN, SIG_IGN); // reading in the background is to fail, and not to stop the program
     try {
@@ -139,7 +132,8 @@ int main(int argc, char* argv[])
         QObject::connect(&end, &QSocketNotifier::activated, qApp, &QCoreApplication::quit);
         for (const int number : {SIGHUP, SIGINT, SIGTERM})
             signal(number, [](int) { (void)!write(endPipe[1], "", 1); });
-        Simulation simulation(names);
+        Simulator simulator(names);
+        const Console console(simulator);
         return QCoreApplication::exec();
     } catch (const std::runtime_error& problem) {
         std::cerr << "oriole-simulator: " << problem.what() << std::endl;

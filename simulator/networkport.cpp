@@ -4,6 +4,8 @@
 
 #include <QNetworkDatagram>
 
+#include <stdexcept>
+
 namespace
 {
 
@@ -11,16 +13,19 @@ const quint16 kCommandPort = 12105;
 
 } // namespace
 
-bool NetworkPort::Open()
+NetworkPort::NetworkPort(const Printer& printer) : m_printer(printer)
 {
-    const QHostAddress address(m_printer.name);
-    return address.protocol() == QAbstractSocket::IPv4Protocol &&
-           bind(address, kCommandPort, QUdpSocket::DontShareAddress);
+    const QHostAddress address(printer.name);
+    if (address.protocol() != QAbstractSocket::IPv4Protocol ||
+        !bind(address, kCommandPort, QUdpSocket::DontShareAddress))
+        throw std::runtime_error("no printer can be at " + printer.name.toStdString() +
+                                 ": simulated printers are running already, or it is no address "
+                                 "of this machine");
+    connect(this, &NetworkPort::readyRead, this, &NetworkPort::Answer);
 }
 
-bool NetworkPort::Answer()
+void NetworkPort::Answer()
 {
-    bool answered = false;
     while (hasPendingDatagrams()) {
         const QNetworkDatagram request = receiveDatagram();
         QByteArray answer = m_printer.AnswerFrame(request.data());
@@ -29,10 +34,7 @@ bool NetworkPort::Answer()
                      request.data().toHex(' ').constData());
         if (m_printer.meddle)
             m_printer.meddle(request.data(), answer);
-        if (answer.isNull() || !m_printer.on)
-            continue;
-        writeDatagram(request.makeReply(answer));
-        answered = true;
+        if (!answer.isNull() && m_printer.on)
+            writeDatagram(request.makeReply(answer));
     }
-    return answered;
 }

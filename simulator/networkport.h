@@ -7,21 +7,18 @@
 
 #include <QUdpSocket>
 
-/// The command port of one simulated network printer.
+/// The command port of one simulated network printer. It answers the requests that come, and warns
+/// of bad ones.
 class NetworkPort : public QUdpSocket
 {
 public:
     /// @param printer  the printer at the port, whose name is its IPv4 address
-    explicit NetworkPort(const Printer& printer) : m_printer(printer) {}
-
-    /// Whether the port could be opened.
-    bool Open();
-
-    /// Answers the requests that have come. Warns of bad ones.
-    /// @return whether any was answered
-    bool Answer();
+    /// @throws std::runtime_error when the port cannot be opened
+    explicit NetworkPort(const Printer& printer);
 
 private:
+    void Answer();
+
     const Printer& m_printer;
 };
 

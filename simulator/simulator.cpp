@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 
-#include "console.h"
+#include "simulator.h"
 
 #include <algorithm>
 #include <climits>
@@ -22,7 +22,7 @@ void Clear(Printer& printer, quint32 id)
     all.erase(std::remove_if(all.begin(), all.end(), hasId), all.end());
 }
 
-/// Puts a condition behind all others, in the place of one with the same identifier.
+/// Puts a condition behind all others. An earlier one with the same identifier goes.
 void Raise(Printer& printer, quint32 id, Condition::Kind kind, const Numbers& values)
 {
     Clear(printer, id);
@@ -76,7 +76,7 @@ const char kCommonNumbers[] =
 
 } // namespace
 
-QString ConsoleHelp()
+QString CommandHelp()
 {
     QString help = "Commands, one a line. A line that begins with a printer's address, or with "
                    "\"usb\", goes to\nthat printer; any other goes to all of them.\n";
@@ -87,17 +87,19 @@ QString ConsoleHelp()
     return help + kCommonNumbers;
 }
 
-Console::Console(const QStringList& names)
+Simulator::Simulator(const QStringList& names)
 {
     for (const QString& name : names)
         m_printers.push_back({name});
-    for (const Printer& printer : m_printers) {
+    for (const Printer& printer : m_printers) { // which stay where they are from now on
         if (printer.name == kUsbPrinter)
             m_bus = std::make_unique<UsbBus>(printer, m_lock);
+        else
+            m_ports.push_back(std::make_unique<NetworkPort>(printer));
     }
 }
 
-QString Console::Run(const QString& line)
+QString Simulator::Run(const QString& line)
 {
     QStringList words = line.simplified().split(' ', Qt::SkipEmptyParts);
     if (words.isEmpty())
@@ -106,9 +108,11 @@ QString Console::Run(const QString& line)
     QString target;
     if (std::any_of(m_printers.begin(), m_printers.end(), isNamed))
         target = words.takeFirst();
-    const QString name = words.isEmpty() ? "" : words.takeFirst();
+    if (words.isEmpty())
+        return "a command is missing behind " + target + "; help lists them";
+    const QString name = words.takeFirst();
     if (name == "help")
-        return ConsoleHelp();
+        return CommandHelp();
     const Command* command =
         std::find_if(std::begin(kCommands), std::end(kCommands),
                      [&name](const Command& known) { return name == known.name; });

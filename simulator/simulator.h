@@ -1,8 +1,9 @@
 // SPDX-License-Identifier: MIT
 
-#ifndef CONSOLE_H
-#define CONSOLE_H
+#ifndef SIMULATOR_H
+#define SIMULATOR_H
 
+#include "networkport.h"
 #include "usbbus.h"
 
 #include <QStringList>
@@ -10,14 +11,16 @@
 #include <vector>
 
 /// What a person can type, and what common numbers mean.
-QString ConsoleHelp();
+QString CommandHelp();
 
-/// The simulated printers, and what is typed for them.
-class Console
+/// The simulated printers, with the network ports and the USB bus at which a monitor finds them, and
+/// the commands that are typed for them.
+class Simulator
 {
 public:
     /// @param names  IPv4 addresses; kUsbPrinter for a printer on a USB bus
-    explicit Console(const QStringList& names);
+    /// @throws std::runtime_error when a printer's port cannot be opened
+    explicit Simulator(const QStringList& names);
 
     /// Carries one typed line out, on the printer that it names or on all of them.
     /// @return the reply: "ok" when a command has been carried out, else one line on what is wrong;
@@ -25,12 +28,15 @@ public:
     QString Run(const QString& line);
 
     std::vector<Printer>& Printers() { return m_printers; }
+    /// One for each printer on the network, in the order of their names.
+    std::vector<std::unique_ptr<NetworkPort>>& Ports() { return m_ports; }
     bool HasBus() const { return m_bus != nullptr; }
 
 private:
     std::vector<Printer> m_printers;
     QMutex m_lock; // of m_printers, which the USB bus reads on a thread of its own
+    std::vector<std::unique_ptr<NetworkPort>> m_ports;
     std::unique_ptr<UsbBus> m_bus;
 };
 
-#endif // CONSOLE_H
+#endif // SIMULATOR_H

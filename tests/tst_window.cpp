@@ -1,0 +1,260 @@
+// SPDX-License-Identifier: MIT
+
+// The window: its form, the list of printers, the selection of one, and the ticks.
+
+#include "desk.h"
+
+#include <QScrollBar>
+
+#include <csignal>
+#include <fcntl.h>
+#include <sys/resource.h>
+
+namespace
+{
+
+const QByteArray kUsbLine = "echo 'device for ORIOLE: usb://Generic/ORIOLE?serial=0001'\n";
+const QByteArray kSocketLine = "echo 'device for ORIOLE_2F: socket://127.0.0.31:9100'\n";
+const QByteArray k63(63, 'N');
+
+/// The caption at the left of a field.
+Text CaptionOf(const QWidget* field)
+{
+    for (const QLabel* label : field->parentWidget()->findChildren<QLabel*>()) {
+        if (label->y() == field->y() && label->geometry().right() < field->x())
+            return label->text();
+    }
+    return "none";
+}
+
+/// The rows of the printer table, each as "name>port|".
+Text Rows(const Desk& desk)
+{
+    const QStandardItemModel& model = *desk.window->m_pModel;
+    QString rows;
+    for (int i = 0; i < model.rowCount(); ++i)
+        rows += model.item(i, 0)->text() + ">" + model.item(i, 1)->text() + "|";
+    return rows;
+}
+
+/// The model word, as the debug output has it, and the rows of a listing with this type.dat.
+Text Listing(const QByteArray& typeDat)
+{
+    const Desk desk;
+    desk.SetLpstat("printf 'a %s\\n' ORIOLE 鹭 " + k63 + " " + k63 + "N");
+    QFile file("type.dat");
+    file.open(QFile::WriteOnly);
+    file.write(typeDat);
+    file.close();
+    desk.window->GetPrinterInfoByCommand();
+    return desk.TakeDebugLines().section('|', 0, 0) + " " + Rows(desk);
+}
+
+/// Clicks a cell of the printer table. Returns how and where its printer is watched then.
+Text Click(const Desk& desk, int row, int column)
+{
+    const QTableView& table = *desk.window->ui->tableView;
+    const QPoint cell = table.visualRect(desk.window->m_pModel->index(row, column)).center();
+    QTest::mouseClick(table.viewport(), Qt::LeftButton, {}, cell);
+    if (!table.selectionModel()->isRowSelected(row, QModelIndex()))
+        return "the row is not selected as a whole";
+    const bool usb = desk.window->m_nPortType == MainWindow::kUsbPort;
+    return (usb ? "USB " : "network ") + desk.window->m_strPrinterIp;
+}
+
+} // namespace
+
+class WindowTest : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void initTestCase()
+    {
+        m_standardOutput = dup(STDOUT_FILENO);
+        signal(SIGPIPE, SIG_IGN); // a listing that loses standard output is to get its FAIL line
+    }
+    void init() { m_open = OpenDescriptors(); }
+    void cleanup()
+    {
+        const Text open = OpenDescriptors();
+        const int flags = fcntl(STDOUT_FILENO, F_GETFL);
+        dup2(m_standardOutput, STDOUT_FILENO);
+        QCOMPARE(open, m_open);
+        QVERIFY2(!(flags & O_NONBLOCK), "the monitor's own standard output does not block");
+    }
+
+    void eachFieldHasItsCaption()
+    {
+        const Desk desk;
+        const Ui_MainWindow& ui = *desk.window->ui;
+        QCOMPARE(CaptionOf(ui.PrinterStatus), Text("打印机状态："));
+        QCOMPARE(CaptionOf(ui.PrinterType), Text("打印机型号:"));
+        QCOMPARE(CaptionOf(ui.PrinterCount), Text("机芯打印页数:"));
+        QCOMPARE(CaptionOf(ui.CatridgetCount), Text("硒鼓打印页数 :"));
+        QCOMPARE(CaptionOf(ui.CompactCount), Text("粉盒打印页数:"));
+        QCOMPARE(CaptionOf(ui.DetailError), Text("错误信息:"));
+    }
+
+    void theWindowHasItsPartsInPlace()
+    {
+        const Desk desk;
+        MainWindow& window = *desk.window;
+        window.show();
+        QCOMPARE(window.size(), QSize(381, 572));
+        QCOMPARE(Text(window.windowTitle()), Text("状态监视器"));
+        QCOMPARE(window.windowIcon().pixmap(48).toImage(), QImage("orioleMon.ico"));
+        QCOMPARE(Text(window.ui->RefreshPrinter->text()), Text("刷新设备"));
+        QVERIFY(window.ui->tableView->horizontalHeader()->isVisible());
+        window.ui->DetailError->setText(QString("墨粉较少 ").repeated(20)); // is wrapped
+        QCOMPARE(window.ui->DetailError->horizontalScrollBar()->maximum(), 0);
+    }
+
+    void nothingCanBeTyped()
+    {
+        const Desk desk(kUsbLine);
+        for (QLineEdit* field : desk.Fields())
+            QTest::keyClicks(field, "typed");
+        QTest::keyClicks(desk.window->ui->DetailError, "typed");
+        QCOMPARE(desk.Shown(), Text(kOffline));
+        QTableView& table = *desk.window->ui->tableView;
+        QTest::mouseDClick(table.viewport(), Qt::LeftButton, {}, QPoint(5, 5));
+        QVERIFY2(!table.findChild<QLineEdit*>(), "a cell can be edited");
+    }
+
+    void linesBecomeRows_data()
+    {
+        QTest::addColumn<QString>("lpstat");
+        QTest::addColumn<QString>("rows");
+        Row("USB", "printf 'device for X: usb://ORIOLE'", "X>usb|");
+        Row("socket", "echo 'a b ORIOLE: socket://1.2.3.4:9://5'", "ORIOLE>1.2.3.4|");
+        Row("another scheme", "echo 'a b ORIOLE: ipp://usb://socket'", "ORIOLE>|");
+        Row("usb in a name", "echo 'a b O_usb: socket://1.2.3.4/ORIOLE'", "O_usb>usb|");
+        Row("colons in a name", "echo 'a b OR:IO:LE ORIOLE: usb://x'", "ORIOLE>usb|");
+        Row("Chinese", "echo '用于 鹭:1 的设备：usb://ORIOLE: y'", "鹭:1>usb|");
+        Row("two blanks", "echo 'device  for ORIOLE: usb://x'", "for>usb|");
+        Row("one word", "echo ORIOLE", ">|");
+        Row("small letters", "echo 'device for oriole: usb://x'", "");
+        Row("no output", "true", "");
+        Row("a zero byte", "printf 'a b\\0\\na ORIOLE'", "");
+        Row("eleven queues", "seq -f 'x %g ORIOLE' 11", "1>|2>|3>|4>|5>|6>|7>|8>|9>|10>|");
+        Row("a queue behind others", "seq 20; echo a ORIOLE", "ORIOLE>|");
+        Row("1024 bytes", "printf '%1009s\\nb ORIOLE_LONG_NAME' x", "ORIOLE_LONG_>|");
+        Row("a full pipe", "echo a ORIOLE; head -c 1000000 /dev/zero || exit 1", "ORIOLE>|");
+        Row("too much for it", "echo a ORIOLE; head -c 9000000 /dev/zero 2>&-; true", "ORIOLE>|");
+    }
+    void linesBecomeRows()
+    {
+        QFETCH(QString, lpstat);
+        QFETCH(QString, rows);
+        const Desk desk(lpstat.toUtf8());
+        QCOMPARE(Rows(desk), Text(rows));
+    }
+
+    void theModelWordIsReadFromTypeDat()
+    {
+        QCOMPARE(Listing("鹭"), Text("\"鹭\" 鹭>|"));
+        QCOMPARE(Listing("OR.OLE"), Text("\"OR.OLE\" ORIOLE>|"));
+        QCOMPARE(Listing(QByteArray("鹭\0X", 5)), Text("\"鹭\" 鹭>|"));
+        QCOMPARE(Listing("鹭\n"), Text("\"鹭\\n\" "));
+        QCOMPARE(Listing(k63 + "NX"), Text(QString("\"%1N\" %1N>|").arg(QString(k63))));
+        QCOMPARE(Listing(""), Text("\"ORIOLE\" ORIOLE>|"));
+    }
+
+    void aListingReplacesTheOneBefore()
+    {
+        const Desk desk(kUsbLine + kSocketLine);
+        const QStandardItemModel& model = *desk.window->m_pModel;
+        QCOMPARE(Rows(desk), Text("ORIOLE>usb|ORIOLE_2F>127.0.0.31|"));
+        desk.SetLpstat(kSocketLine);
+        desk.window->ui->RefreshPrinter->click();
+        QCOMPARE(Rows(desk), Text("ORIOLE_2F>127.0.0.31|"));
+        QCOMPARE(Text(model.headerData(0, Qt::Horizontal).toString()), Text("打印机名称"));
+        QCOMPARE(Text(model.headerData(1, Qt::Horizontal).toString()), Text("打印端口"));
+        QCOMPARE(int(desk.window->m_nPortType), int(MainWindow::kNetworkPort)); // of the first row
+    }
+
+    void aListingWithoutRowsKeepsTheOldOnes_data()
+    {
+        QTest::addColumn<QString>("lpstat");
+        QTest::addColumn<QString>("shown");
+        QTest::addColumn<bool>("selects");
+        Row("that fails", "echo a ORIOLE; exit 7", "old|离线 |old|old|old|old", false);
+        Row("that is killed", "kill -9 $$", "old|离线 |old|old|old|old", false);
+        Row("without a match", "echo a b: usb://x", kOffline, true);
+    }
+    void aListingWithoutRowsKeepsTheOldOnes()
+    {
+        QFETCH(QString, lpstat);
+        QFETCH(QString, shown);
+        QFETCH(bool, selects);
+        const Desk desk(kSocketLine);
+        const QPointer<QTimer> timer(desk.window->m_pTimer);
+        desk.SetLpstat(lpstat.toUtf8());
+        desk.Fill();
+        desk.window->GetPrinterInfoByCommand();
+        QCOMPARE(Rows(desk), Text("ORIOLE_2F>127.0.0.31|"));
+        QCOMPARE(desk.Shown(), Text(shown));
+        QCOMPARE(timer.isNull(), selects);
+    }
+
+    void aListingThatCannotKeepStandardOutputIsNotRun()
+    {
+        const Desk desk;
+        desk.SetLpstat("touch run");
+        rlimit before;
+        getrlimit(RLIMIT_NOFILE, &before);
+        const rlimit few = {256, before.rlim_max};
+        setrlimit(RLIMIT_NOFILE, &few);
+        QVector<int> used;
+        for (int next = dup(STDIN_FILENO); next >= 0; next = dup(STDIN_FILENO))
+            used += next;
+        for (int room = 0; room < 2; ++room) // for the pipe, and for nothing else
+            close(used.takeLast());
+        desk.window->GetPrinterInfoByCommand();
+        for (const int descriptor : used)
+            close(descriptor);
+        setrlimit(RLIMIT_NOFILE, &before);
+        QVERIFY(!QFile::exists("run"));
+    }
+
+    void aClickSelectsItsRow()
+    {
+        const Desk desk(kUsbLine + kSocketLine + "echo 'a b ORIOLE: socket://usb.local:9100'");
+        desk.window->GetPrinterInfoByCommand(); // connects the table no second time
+        desk.TakeDebugLines();
+        const QPointer<QTimer> timer(desk.window->m_pTimer);
+        desk.Fill();
+        QCOMPARE(Click(desk, 1, 0), Text("network 127.0.0.31"));
+        QCOMPARE(desk.Shown(), Text(kOffline));
+        QVERIFY(timer.isNull()); // there is a new one
+        QCOMPARE(Click(desk, 0, 1), Text("USB 127.0.0.31"));
+        QCOMPARE(Click(desk, 1, 1), Text("network 127.0.0.31"));
+        QCOMPARE(Click(desk, 2, 0), Text("USB 127.0.0.31"));
+        QCOMPARE(desk.TakeDebugLines(), Text("\"127.0.0.31\"|\"127.0.0.31\""));
+    }
+
+    void ticksComeEveryTwoSeconds()
+    {
+        const Desk desk;
+        QString ticks;
+        desk.window->GetSelectPrinterInfo();
+        desk.window->m_nPortType = MainWindow::kNoPort; // a tick shows the offline display only
+        desk.Fill();
+        // Timers of one event loop run in their order, however late it is.
+        for (const int time : {1500, 2500, 3500, 4500}) { // ms
+            QTimer::singleShot(time, Qt::PreciseTimer, [&] {
+                ticks += desk.Shown() == kOffline ? "tick " : "none ";
+                desk.Fill();
+            });
+        }
+        QTRY_COMPARE_WITH_TIMEOUT(Text(ticks), Text("none tick none tick "), 20000);
+    }
+
+private:
+    int m_standardOutput = -1;
+    Text m_open = "";
+};
+
+QTEST_MAIN(WindowTest)
+#include "tst_window.moc"
