@@ -13,8 +13,8 @@
 /// What a person can type, and what common numbers mean.
 QString CommandHelp();
 
-/// The simulated printers, with the network ports and the USB bus at which a monitor finds them, and
-/// the commands that are typed for them.
+/// The simulated printers, with the network ports and the USB bus at which a monitor finds them.
+/// Carries out the commands that are typed for them.
 class Simulator
 {
 public:

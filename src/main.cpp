@@ -22,7 +22,7 @@ int main(int argc, char* argv[])
         if (fcntl(descriptor, F_GETFD) < 0)
             open("/dev/null", O_RDWR); // gets this number, the lowest that is free
     }
-    // Some programs start others with SIGCHLD ignored; then no command can be waited for.
+    // Some programs start others with SIGCHLD ignored. Then nobody can wait for a command's end.
     signal(SIGCHLD, SIG_DFL);
 
     QApplication application(argc, argv);

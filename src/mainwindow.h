@@ -79,10 +79,10 @@ public:
     QString GetPaperCoverOpenState(unsigned char* data, int count);
     /// Also sets the flags of the trays that are open.
     QString GetTrayOpenState(unsigned char* data, int count);
-    /// Says nothing of a tray whose flag is set.
+    /// Skips a tray whose flag is set.
     QString GetTrayErrorState(unsigned char* data, int count);
     QString GetTrayLiftingStatus(unsigned char* data, int count);
-    /// Sets the flags of the trays that are empty, and has no text.
+    /// Sets the flags of the trays that are empty. Returns no text.
     void GetPaperQuantity(unsigned char* data, int count);
     QString GetErrorCodeState(unsigned char* data, int count);
 
@@ -142,7 +142,7 @@ private:
     int m_nMainTrayFlag = 0;
     /// Address of the selected network printer; set by the selection.
     QString m_strPrinterIp;
-    /// The model name that a printer has reported, zero-terminated; empty until one has.
+    /// The model name, zero-terminated; empty until a printer has reported one.
     char m_szModelName[kModelNameSize] = {};
     /// The libusb context of the open USB printer.
     libusb_context* m_pUsbContext = nullptr;

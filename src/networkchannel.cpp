@@ -124,7 +124,7 @@ bool MainWindow::Ask(const NetworkQuery& query, unsigned char* answer, size_t an
                     &sourceSize) <= 0) {
         // A clock that is set back ends the wait, too.
         if (fabs(difftime(time(nullptr), start)) > query.waitLimit)
-            break;
+            return false;
     }
     return answer[kStartOffset] == kAnswerStart && answer[kCommandOffset] == query.command &&
            (asksForName || answer[kResultOffset] == kResultOk);

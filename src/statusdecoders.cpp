@@ -83,7 +83,8 @@ struct ErrorText {
     const char* text;
 };
 
-// clang-format off: one row a line, however many there are
+// One row a line, also when there are more.
+// clang-format off
 const ErrorText kErrorTexts[] = {
     {200000, " 多重进纸失败 "},
     {200001, "自动选择纸盒缺纸  "},

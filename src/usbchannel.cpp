@@ -14,13 +14,13 @@ namespace
 
 const unsigned short kVendorId = 0x3A7C;
 const unsigned short kProductId = 0x5E21;
-const int kLogLevel = 3; // informational
 
 // Setup packet of every request; only bRequest differs. wLength is kUsbAnswerSize.
-const unsigned char kRequestType = 0xC1; // to the host, vendor, interface
-const unsigned short kValue = 0;         // wValue, not used
-const unsigned short kInterface = 0;     // wIndex
-const unsigned int kTimeLimit = 1000;    // ms
+const unsigned char kRequestType =
+    LIBUSB_ENDPOINT_IN | LIBUSB_REQUEST_TYPE_VENDOR | LIBUSB_RECIPIENT_INTERFACE;
+const unsigned short kValue = 0;      // wValue, not used
+const unsigned short kInterface = 0;  // wIndex
+const unsigned int kTimeLimit = 1000; // ms
 
 } // namespace
 
@@ -32,7 +32,7 @@ int MainWindow::GetUsbPrinterHandle()
 // libusb_set_option replaces it, but only since libusb 1.0.22.
 #pragma GCC diagnostic push
 #pragma GCC diagnostic ignored "-Wdeprecated-declarations"
-    libusb_set_debug(m_pUsbContext, kLogLevel);
+    libusb_set_debug(m_pUsbContext, LIBUSB_LOG_LEVEL_INFO);
 #pragma GCC diagnostic pop
 
     libusb_device** list = nullptr;

@@ -19,13 +19,6 @@ struct Text : QString {
 };
 inline char* toString(const Text& text) { return qstrdup(qUtf8Printable("\"" + text + "\"")); }
 
-/// Adds a row to the data of a test.
-template <typename... Cell>
-void Row(const char* name, const Cell&... cells)
-{
-    (QTest::newRow(name) << ... << cells);
-}
-
 /// The descriptors that are open, each as "number>file". Without sockets and eventfds, which the
 /// simulated USB bus opens and closes at will.
 inline Text OpenDescriptors()

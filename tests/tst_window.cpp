@@ -17,13 +17,6 @@ const QByteArray kUsbLine = "echo 'device for ORIOLE: usb://Generic/ORIOLE?seria
 const QByteArray kSocketLine = "echo 'device for ORIOLE_2F: socket://127.0.0.31:9100'\n";
 const QByteArray k63(63, 'N');
 
-/// The caption at the left of a field.
-Text CaptionOf(const QWidget* field)
-{
-    const QWidget* caption = field->parentWidget()->childAt(20, field->y());
-    return caption ? caption->property("text").toString() : "none";
-}
-
 /// The rows of the printer table, each as "name>port|".
 Text Rows(const Desk& desk)
 {
@@ -81,19 +74,6 @@ private slots:
         QVERIFY2(!(flags & O_NONBLOCK), "the monitor's own standard output does not block");
     }
 
-    void eachFieldHasItsCaption()
-    {
-        const Desk desk;
-        const Ui_MainWindow& ui = *desk.window->ui;
-        desk.window->show();
-        QCOMPARE(CaptionOf(ui.PrinterStatus), Text("打印机状态："));
-        QCOMPARE(CaptionOf(ui.PrinterType), Text("打印机型号:"));
-        QCOMPARE(CaptionOf(ui.PrinterCount), Text("机芯打印页数:"));
-        QCOMPARE(CaptionOf(ui.CatridgetCount), Text("硒鼓打印页数 :"));
-        QCOMPARE(CaptionOf(ui.CompactCount), Text("粉盒打印页数:"));
-        QCOMPARE(CaptionOf(ui.DetailError), Text("错误信息:"));
-    }
-
     void theWindowHasItsPartsInPlace()
     {
         const Desk desk;
@@ -121,20 +101,23 @@ private slots:
     {
         QTest::addColumn<QString>("lpstat");
         QTest::addColumn<QString>("rows");
-        Row("USB", "printf 'device for X: usb://ORIOLE'", "X>usb|");
-        Row("socket", "echo 'a b ORIOLE: socket://1.2.3.4:9://5'", "ORIOLE>1.2.3.4|");
-        Row("another scheme", "echo 'a b ORIOLE: ipp://usb://socket'", "ORIOLE>|");
-        Row("usb in a name", "echo 'a b O_usb: socket://1.2.3.4/ORIOLE'", "O_usb>usb|");
-        Row("colons in a name", "echo 'a b OR:IO:LE ORIOLE: usb://x'", "ORIOLE>usb|");
-        Row("Chinese", "echo '用于 鹭:1 的设备：usb://ORIOLE: y'", "鹭:1>usb|");
-        Row("one word", "echo ORIOLE", ">|");
-        Row("no output", "true", "");
-        Row("a zero byte", "printf 'a b\\0\\na ORIOLE'", "");
-        Row("eleven queues", "seq -f 'x %g ORIOLE' 11", "1>|2>|3>|4>|5>|6>|7>|8>|9>|10>|");
-        Row("a queue behind others", "seq 20; echo a ORIOLE", "ORIOLE>|");
-        Row("1024 bytes", "printf '%1009s\\nb ORIOLE_LONG_NAME' x", "ORIOLE_LONG_>|");
-        Row("a full pipe", "echo a ORIOLE; head -c 1000000 /dev/zero || exit 1", "ORIOLE>|");
-        Row("too much for it", "echo a ORIOLE; head -c 9000000 /dev/zero 2>&-; true", "ORIOLE>|");
+        const auto row = [](const char* name, const char* lpstat, const char* rows) {
+            QTest::newRow(name) << lpstat << rows;
+        };
+        row("USB", "printf 'device for X: usb://ORIOLE'", "X>usb|");
+        row("socket", "echo 'a b ORIOLE: socket://1.2.3.4:9://5'", "ORIOLE>1.2.3.4|");
+        row("another scheme", "echo 'a b ORIOLE: ipp://usb://socket'", "ORIOLE>|");
+        row("usb in a name", "echo 'a b O_usb: socket://1.2.3.4/ORIOLE'", "O_usb>usb|");
+        row("colons in a name", "echo 'a b OR:IO:LE ORIOLE: usb://x'", "ORIOLE>usb|");
+        row("Chinese", "echo '用于 鹭:1 的设备：usb://ORIOLE: y'", "鹭:1>usb|");
+        row("one word", "echo ORIOLE", ">|");
+        row("no output", "true", "");
+        row("a zero byte", "printf 'a b\\0\\na ORIOLE'", "");
+        row("eleven queues", "seq -f 'x %g ORIOLE' 11", "1>|2>|3>|4>|5>|6>|7>|8>|9>|10>|");
+        row("a queue behind others", "seq 20; echo a ORIOLE", "ORIOLE>|");
+        row("1024 bytes", "printf '%1009s\\nb ORIOLE_LONG_NAME' x", "ORIOLE_LONG_>|");
+        row("a full pipe", "echo a ORIOLE; head -c 1000000 /dev/zero || exit 1", "ORIOLE>|");
+        row("too much for it", "echo a ORIOLE; head -c 9000000 /dev/zero 2>&-; true", "ORIOLE>|");
     }
     void linesBecomeRows()
     {
