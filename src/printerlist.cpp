@@ -33,27 +33,22 @@ enum Column { kNameColumn, kPortColumn };
 /// @return whether the command was run and ended with status 0
 bool CaptureQueues(QString& output)
 {
+    // The command inherits the pipe as its standard output and nothing else. The pipe is read after
+    // the command has ended, so neither side may block.
     int ends[2];
-    if (pipe(ends) != 0)
+    if (pipe2(ends, O_CLOEXEC | O_NONBLOCK) != 0)
         return false;
-    const int saved = dup(STDOUT_FILENO);
-    // The command gets the pipe as its standard output only. The pipe is read when the command has
-    // ended: nobody may wait for room in a full pipe, or for bytes in an empty one.
-    bool ready = fcntl(saved, F_SETFD, FD_CLOEXEC) == 0;
-    for (const int end : ends) {
-        ready = ready && fcntl(end, F_SETFD, FD_CLOEXEC) == 0;
-        ready = ready && fcntl(end, F_SETFL, O_NONBLOCK) == 0;
-    }
     fcntl(ends[1], F_SETPIPE_SZ, kPipeSize); // where that is refused, it holds less
+    const int saved = fcntl(STDOUT_FILENO, F_DUPFD_CLOEXEC, 0);
 
     int status = -1;
-    if (ready && dup2(ends[1], STDOUT_FILENO) >= 0) {
+    if (saved >= 0 && dup2(ends[1], STDOUT_FILENO) >= 0) {
         status = system(kListCommand);
+        char bytes[kCaptureSize + 1] = {};
+        if (status == 0 && read(ends[0], bytes, kCaptureSize) > 0)
+            output = QString(bytes);
         dup2(saved, STDOUT_FILENO);
     }
-    char bytes[kCaptureSize + 1] = {};
-    if (status == 0 && read(ends[0], bytes, kCaptureSize) > 0)
-        output = QString(bytes);
     for (const int descriptor : {ends[0], ends[1], saved})
         close(descriptor);
     return status == 0;

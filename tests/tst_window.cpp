@@ -79,7 +79,6 @@ private slots:
         const Desk desk;
         MainWindow& window = *desk.window;
         window.show();
-        QCOMPARE(window.size(), QSize(381, 572));
         QCOMPARE(Text(window.windowTitle()), Text("状态监视器"));
         QCOMPARE(window.windowIcon().pixmap(48).toImage(), QImage("orioleMon.ico"));
         QCOMPARE(Text(window.ui->RefreshPrinter->text()), Text("刷新设备"));
