@@ -16,11 +16,10 @@ const unsigned short kVendorId = 0x3A7C;
 const unsigned short kProductId = 0x5E21;
 
 // Setup packet of every request; only bRequest differs. wLength is kUsbAnswerSize.
-const unsigned char kRequestType =
-    LIBUSB_ENDPOINT_IN | LIBUSB_REQUEST_TYPE_VENDOR | LIBUSB_RECIPIENT_INTERFACE;
-const unsigned short kValue = 0;      // wValue, not used
-const unsigned short kInterface = 0;  // wIndex
-const unsigned int kTimeLimit = 1000; // ms
+const unsigned char kRequestType = 0xC1; // to the host, vendor, interface
+const unsigned short kValue = 0;         // wValue, not used
+const unsigned short kInterface = 0;     // wIndex
+const unsigned int kTimeLimit = 1000;    // ms
 
 } // namespace
 
