@@ -120,7 +120,7 @@ private slots:
         PrinterDesk desk(kUsb);
         desk.Fill();
         desk.printer.meddle = [&](const QByteArray& request, QByteArray&) {
-            desk.debugLines += request.toHex();
+            Desk::debugLines += request.toHex();
         };
         desk.Tick();
         QCOMPARE(desk.Shown(), Text("old|old|old|old|old|old"));

@@ -214,7 +214,7 @@ private slots:
                 desk.Fill();
             });
         }
-        QTRY_COMPARE_WITH_TIMEOUT(Text(ticks), Text("none tick none tick "), 20000);
+        QTRY_COMPARE_WITH_TIMEOUT(Text(ticks), Text("none tick none tick "), 10000);
     }
 
 private:
