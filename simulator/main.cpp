@@ -88,7 +88,7 @@ void Console::ReadInput()
     if (got < 0) // in the background of a shell, which may bring this program back
         QTimer::singleShot(1000, &m_input, [this] { m_input.setEnabled(true); });
     else
-        m_typed += got > 0 ? QByteArray(input, static_cast<int>(got)) : "\n";
+        m_typed += got > 0 ? QByteArray(input, static_cast<int>(got)) : "\n"; // ends the last line
     for (int end = 0; (end = m_typed.indexOf('\n')) >= 0; m_typed.remove(0, end + 1)) {
         const QString reply = m_simulator.Run(QString::fromUtf8(m_typed.left(end)));
         if (reply == "ok")
@@ -130,6 +130,7 @@ int main(int argc, char* argv[])
             throw std::runtime_error("cannot make a pipe");
         QSocketNotifier end(endPipe[0], QSocketNotifier::Read);
         QObject::connect(&end, &QSocketNotifier::activated, qApp, &QCoreApplication::quit);
+        // Ended by a signal itself, the program would leave the folder of its USB bus behind.
         for (const int number : {SIGHUP, SIGINT, SIGTERM})
             signal(number, [](int) { (void)!write(endPipe[1], "", 1); });
         Simulator simulator(names);

@@ -59,7 +59,8 @@ UsbBus::UsbBus(const Printer& printer, QMutex& lock)
     };
     const auto onVanished = +[](UMockdevIoctlBase*, UMockdevIoctlClient* client, UsbBus* bus) {
         const QMutexLocker guard(&bus->m_lock);
-        if (client == bus->m_client) // and not one before it, of which this comes late
+        // A late notice about an earlier program must not drop this one's transfer.
+        if (client == bus->m_client)
             bus->m_transfer.reset();
     };
     g_signal_connect(m_usbfs, "handle-ioctl", G_CALLBACK(onIoctl), this);

@@ -16,8 +16,8 @@
 
 int main(int argc, char* argv[])
 {
-    // A standard descriptor that is missing would be given to the next thing that is opened, such
-    // as the connection to the display; the listing and the debug lines would then break that.
+    // When a standard descriptor is missing, the next thing that is opened gets its number: the
+    // connection to the display, say, into which the debug lines would be written.
     for (int descriptor = STDIN_FILENO; descriptor <= STDERR_FILENO; ++descriptor) {
         if (fcntl(descriptor, F_GETFD) < 0)
             open("/dev/null", O_RDWR); // gets this number, the lowest that is free
@@ -33,7 +33,7 @@ int main(int argc, char* argv[])
     QTextCodec::setCodecForLocale(utf8);
     QTextCodec::setCodecForCStrings(utf8);
     const QSize desktop = QApplication::desktop()->size();
-#else // Translations and C strings are UTF-8 by themselves; Qt 6 has no QApplication::desktop().
+#else // Translations and C strings are always UTF-8. Qt 6 has no QApplication::desktop().
     QTextCodec::setCodecForLocale(utf8);
     const QSize desktop = QGuiApplication::primaryScreen()->virtualSize(); // of all screens
 #endif

@@ -13,11 +13,11 @@ MainWindow::MainWindow(QWidget* parent) : QMainWindow(parent), ui(new Ui_MainWin
     setWindowIcon(QIcon("./orioleMon.ico"));
 
     m_pModel = new QStandardItemModel;
-    m_pModel->setHorizontalHeaderItem(0, new QStandardItem("打印机名称"));
-    m_pModel->setHorizontalHeaderItem(1, new QStandardItem("打印端口"));
+    m_pModel->setHorizontalHeaderItem(kNameColumn, new QStandardItem("打印机名称"));
+    m_pModel->setHorizontalHeaderItem(kPortColumn, new QStandardItem("打印端口"));
     ui->tableView->setModel(m_pModel);
-    ui->tableView->setColumnWidth(0, 155);
-    ui->tableView->setColumnWidth(1, 152);
+    ui->tableView->setColumnWidth(kNameColumn, 155);
+    ui->tableView->setColumnWidth(kPortColumn, 152);
     ui->tableView->setSelectionBehavior(QAbstractItemView::SelectRows);
     ui->tableView->setEditTriggers(QAbstractItemView::NoEditTriggers);
 

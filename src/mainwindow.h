@@ -14,7 +14,7 @@ class Ui_MainWindow;
 struct libusb_context;
 struct libusb_device_handle;
 
-/// The monitor's window, with all state of the program.
+/// The monitor's window. It holds the whole state of the program.
 ///
 /// Everything runs on the GUI thread. Three slots drive it: the listing of the print queues, the
 /// selection of one of them, and the poll tick. Operations that can fail return 1 for success and
@@ -57,8 +57,7 @@ public:
     int GetPrinterStatus_net();
     /// Asks for the page counters and shows them.
     int GetPrinterPageNumber_net();
-    /// Asks for the hardware state block and shows its faults. Takes at least one second once the
-    /// request is sent.
+    /// Asks for the hardware state block and shows its faults. Takes a second or more once sent.
     int GetPrinterDetailError_net();
 
     // --- Status decoding (statusdecoders.cpp), for both channels ---
@@ -72,8 +71,8 @@ public:
     void ParseHardwareState(unsigned char* block, int length = kUsbAnswerSize);
 
     // The decoders of the block's element arrays, called by ParseHardwareState. `data` points at
-    // `count` elements, 2 bytes each (error codes 4), all of them readable. Each decoder returns
-    // the joined texts of the active elements, in their order.
+    // `count` elements, all of them readable. An error code has 4 bytes, any other element 2. Each
+    // decoder returns the joined texts of the active elements, in their order.
 
     QString GetPaperJamState(unsigned char* data, int count);
     QString GetPaperCoverOpenState(unsigned char* data, int count);
@@ -96,6 +95,7 @@ private slots:
 
 private:
     enum PortType { kNoPort = 0, kUsbPort = 1, kNetworkPort = 2 };
+    enum Column { kNameColumn, kPortColumn }; // of the printer table
 
     /// Vendor requests of the USB channel, in the order in which a tick issues them.
     enum UsbRequest {
@@ -110,11 +110,10 @@ private:
     /// Status text while a printer cannot be reached, and until it has first answered.
     static constexpr char kOfflineText[] = "离线 ";
 
-    // Poll tick. PollUsbPrinter and PollNetworkPrinter return false when the printer is to be shown
-    // as offline.
+    // Polling. The two polls return false when the printer is to be shown as offline.
+    void RestartPollTimer();
     bool PollUsbPrinter();
     bool PollNetworkPrinter();
-    void ShowModelName();
     void ShowOffline();
 
     // USB channel.
@@ -135,8 +134,9 @@ private:
     int m_nSocket = -1;
     /// PortType of the selected printer; set by the selection.
     int m_nPortType = kNoPort;
-    /// 1 when the hardware state block before this one, or this one so far, has reported the manual
-    /// tray open or empty, else 0; set by the tray decoders and ParseHardwareState.
+    /// 1 while the manual tray's error is not shown: the hardware state block before this one has
+    /// reported the tray open or empty, or this one has so far; else 0. Set by the tray decoders
+    /// and ParseHardwareState.
     int m_nManualTrayFlag = 0;
     /// The same for the main tray.
     int m_nMainTrayFlag = 0;
@@ -146,8 +146,7 @@ private:
     char m_szModelName[kModelNameSize] = {};
     /// The libusb context of the open USB printer.
     libusb_context* m_pUsbContext = nullptr;
-    /// The open USB printer, null when closed; opened on one poll tick, read and closed on the
-    /// next.
+    /// The open USB printer, null when closed. One tick opens it, the next reads and closes it.
     libusb_device_handle* m_pUsbHandle = nullptr;
     /// The widgets of the form.
     Ui_MainWindow* ui;
@@ -155,7 +154,7 @@ private:
     QTimer* m_pTimer = nullptr;
     /// Id of the poll timer, 0 before the first.
     int m_nTimerId = 0;
-    /// The printer table: queue name in column 0; in column 1 "usb", an IPv4 address or nothing.
+    /// The printer table: the queue's name, and its port: "usb", an address or nothing.
     QStandardItemModel* m_pModel = nullptr;
     /// 1 when this hardware state block has reported the manual tray open or empty.
     int m_nManualTrayReported = 0;

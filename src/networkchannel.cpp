@@ -60,7 +60,7 @@ struct MainWindow::NetworkQuery {
     const char* sentLine; // debug line
 };
 
-/// Opens the UDP socket: one that does not block, since a query has to watch the clock as it waits.
+/// Opens the UDP socket. It does not block: a query watches the clock while it waits.
 void MainWindow::OpenSocket()
 {
     m_nSocket = socket(AF_INET, SOCK_DGRAM, 0);
@@ -81,6 +81,7 @@ int MainWindow::SendSockCmd(char* cmd, unsigned char* buf)
     sockaddr_in printer = {};
     printer.sin_family = AF_INET;
     printer.sin_port = htons(kCommandPort);
+    // A host name, or no address, becomes the broadcast address, to which sendto refuses to send.
     printer.sin_addr.s_addr = inet_addr(m_strPrinterIp.toLatin1().constData());
 
     int payloadSize = 0;
@@ -108,11 +109,9 @@ int MainWindow::SendSockCmd(char* cmd, unsigned char* buf)
 /// @return whether an answer came in time and is a valid one to this query
 bool MainWindow::Ask(const NetworkQuery& query, unsigned char* answer, size_t answerSize)
 {
+    const time_t start = time(nullptr);
     const bool asksForName = query.command == kModelNameCommand;
     unsigned char request[kRequestSize] = {};
-    sockaddr_in source = {};
-    socklen_t sourceSize = sizeof source;
-    const time_t start = time(nullptr);
     request[kCommandOffset] = static_cast<unsigned char>(query.command);
     if (SendSockCmd(asksForName ? nullptr : m_szModelName, request) <= 0)
         return false;
@@ -120,6 +119,8 @@ bool MainWindow::Ask(const NetworkQuery& query, unsigned char* answer, size_t an
         sleep(query.pause);
     qDebug() << query.sentLine;
 
+    sockaddr_in source = {};
+    socklen_t sourceSize = sizeof source;
     while (recvfrom(m_nSocket, answer, answerSize, 0, reinterpret_cast<sockaddr*>(&source),
                     &sourceSize) <= 0) {
         // A clock that is set back ends the wait, too.

@@ -9,7 +9,6 @@
 #include <QRegExp>
 #include <QStandardItemModel>
 #include <QStringList>
-#include <QTimer>
 
 #include <cstdio>
 #include <cstdlib>
@@ -24,11 +23,8 @@ const size_t kCaptureSize = 1024; // bytes of the command's output that count
 const int kPipeSize = 1 << 20;    // bytes that it can write; the rest is refused
 const size_t kModelWordSize = 64; // bytes of type.dat that count
 const int kMaxRows = 10;
-const int kPollInterval = 2000; // ms
 
-enum Column { kNameColumn, kPortColumn };
-
-/// Runs kListCommand with its standard output caught in a pipe, and waits for its end.
+/// Runs kListCommand, catches its standard output in a pipe, and waits until it has ended.
 /// @param output  receives the first kCaptureSize bytes that the command wrote, up to a zero byte
 /// @return whether the command was run and ended with status 0
 bool CaptureQueues(QString& output)
@@ -56,17 +52,17 @@ bool CaptureQueues(QString& output)
 
 /// The model word, a pattern: the first kModelWordSize bytes of type.dat, up to a zero byte. It is
 /// "ORIOLE" when that file is empty, or cannot be opened for reading and writing.
-QString ReadModelFilter()
+QString ReadModelWord()
 {
-    QString filter("ORIOLE");
+    QString word("ORIOLE");
     if (FILE* file = fopen("type.dat", "r+")) {
-        char word[kModelWordSize + 1] = {};
-        if (fread(word, 1, kModelWordSize, file) > 0)
-            filter = QString(word);
-        qDebug() << filter;
+        char bytes[kModelWordSize + 1] = {};
+        if (fread(bytes, 1, kModelWordSize, file) > 0)
+            word = QString(bytes);
+        qDebug() << word;
         fclose(file);
     }
-    return filter;
+    return word;
 }
 
 /// Port text of a queue: "usb", the address of a socket, or empty.
@@ -94,17 +90,17 @@ void MainWindow::GetPrinterInfoByCommand()
     CloseSocket();
     CloseUsbPrinter();
 
-    const QRegExp model(ReadModelFilter());
+    const QRegExp modelWord(ReadModelWord());
     QString output;
     if (!CaptureQueues(output))
-        return;
+        return; // the rows stay, and so does the printer that is polled
 
     int row = 0;
     const QStringList lines = output.split("\n");
     for (int i = 0; i < lines.size() && row < kMaxRows; ++i) {
-        if (model.indexIn(lines[i]) < 0)
+        if (modelWord.indexIn(lines[i]) < 0)
             continue;
-        if (row == 0)
+        if (row == 0) // the old rows stay when no line matches
             m_pModel->removeRows(0, m_pModel->rowCount());
         // "device for NAME: SCHEME://ADDRESS"
         const QStringList parts = lines[i].split("://");
@@ -130,7 +126,7 @@ void MainWindow::GetSelectPrinterInfo()
     }
     ShowOffline();
 
-    const QString portText = ui->tableView->model()->index(row, kPortColumn).data().toString();
+    const QString portText = m_pModel->index(row, kPortColumn).data().toString();
     if (portText.contains("usb")) {
         m_nPortType = kUsbPort;
     } else {
@@ -139,16 +135,5 @@ void MainWindow::GetSelectPrinterInfo()
         qDebug() << m_strPrinterIp;
     }
 
-    if (m_nTimerId > 0) {
-        m_pTimer->stop();
-        delete m_pTimer;
-        m_nTimerId = 0;
-    }
-    m_pTimer = new QTimer;
-#if QT_VERSION >= 0x050000 // where a timer may otherwise tick up to 5 % too early; Qt 4's does not
-    m_pTimer->setTimerType(Qt::PreciseTimer);
-#endif
-    m_pTimer->start(kPollInterval);
-    m_nTimerId = m_pTimer->timerId();
-    connect(m_pTimer, SIGNAL(timeout()), this, SLOT(OntimerOut()));
+    RestartPollTimer();
 }

@@ -36,7 +36,7 @@ const unsigned char kErrorCodeEntry = 4;
 
 const unsigned char kActive = 1;
 const unsigned char kNoPaper = 0;
-const int kManualTray = 0; // its element in the arrays of the trays
+const int kManualTray = 0; // index of its element in an array about the trays
 const int kMainTray = 1;
 
 // When the value of a flag entry makes it active.
@@ -83,7 +83,7 @@ struct ErrorText {
     const char* text;
 };
 
-// One row a line, also when there are more.
+// Blanks belong to the texts, doubled and missing ones, too. One row a line, however many.
 // clang-format off
 const ErrorText kErrorTexts[] = {
     {200000, " 多重进纸失败 "},
@@ -163,8 +163,7 @@ QString ErrorCodeText(quint32 code)
     return heading == kSilent ? QString() : heading + QString::number(code) + " ";
 }
 
-/// Joins the texts of the active elements. `texts` is indexed by element; elements beyond it have
-/// no text.
+/// Joins the texts of the active elements. `texts` is indexed by element; the others have none.
 template <int known>
 QString ActiveTexts(const unsigned char* data, int count, const char* const (&texts)[known])
 {
@@ -187,7 +186,8 @@ void MainWindow::SetPrinterState(unsigned char code)
     ui->PrinterStatus->setText(kTexts[code < known ? code : 0]);
 }
 
-/// Shows the three counters of a page-counter record.
+/// Shows the three counters of a page-counter record. Two fields have misleading names:
+/// CatridgetCount is the drum's, CompactCount the toner's.
 void MainWindow::ShowPageCounters(const unsigned char* record)
 {
     const auto count = [=](int at) { return QString::number(qFromBigEndian<qint32>(record + at)); };
@@ -233,7 +233,7 @@ void MainWindow::ParseHardwareState(unsigned char* block, int length)
         }
     }
 
-    // What this block has reported counts through the next one.
+    // What this block has reported holds until the end of the next one.
     m_nManualTrayFlag = m_nManualTrayReported;
     m_nMainTrayFlag = m_nMainTrayReported;
     ui->DetailError->setText(text);

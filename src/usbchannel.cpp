@@ -16,10 +16,11 @@ const unsigned short kVendorId = 0x3A7C;
 const unsigned short kProductId = 0x5E21;
 
 // Setup packet of every request; only bRequest differs. wLength is kUsbAnswerSize.
-const unsigned char kRequestType = 0xC1; // to the host, vendor, interface
-const unsigned short kValue = 0;         // wValue, not used
-const unsigned short kInterface = 0;     // wIndex
-const unsigned int kTimeLimit = 1000;    // ms
+const unsigned char kRequestType =
+    LIBUSB_ENDPOINT_IN | LIBUSB_REQUEST_TYPE_VENDOR | LIBUSB_RECIPIENT_INTERFACE;
+const unsigned short kValue = 0;      // wValue, not used
+const unsigned short kInterface = 0;  // wIndex
+const unsigned int kTimeLimit = 1000; // ms
 
 } // namespace
 
@@ -34,6 +35,7 @@ int MainWindow::GetUsbPrinterHandle()
     libusb_set_debug(m_pUsbContext, LIBUSB_LOG_LEVEL_INFO);
 #pragma GCC diagnostic pop
 
+    // Opening looks the printer up by itself; the list tells whether the bus can be read at all.
     libusb_device** list = nullptr;
     if (libusb_get_device_list(m_pUsbContext, &list) < 0) {
         qDebug("libusb_get_device_list failed");
