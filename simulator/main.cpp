@@ -45,7 +45,6 @@ const TourStep kTour[] = {
     {0, "clear"},
     {6, "state 5"}, // sleeping
 };
-const size_t kTourSteps = sizeof kTour / sizeof kTour[0];
 
 int endPipe[2]; // a signal handler may write to a pipe, and do little else
 
@@ -104,7 +103,7 @@ void Console::GoOnWithTour()
     while (seconds == 0) {
         m_simulator.Run(kTour[m_tourStep].line);
         seconds = kTour[m_tourStep].seconds;
-        m_tourStep = (m_tourStep + 1) % kTourSteps;
+        m_tourStep = (m_tourStep + 1) % std::size(kTour);
     }
     m_tour.start(seconds * 1000);
 }

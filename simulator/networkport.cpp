@@ -6,18 +6,12 @@
 
 #include <stdexcept>
 
-namespace
-{
-
-const quint16 kCommandPort = 12105;
-
-} // namespace
-
 NetworkPort::NetworkPort(const Printer& printer) : m_printer(printer)
 {
+    const quint16 commandPort = 12105;
     const QHostAddress address(printer.name);
     if (address.protocol() != QAbstractSocket::IPv4Protocol ||
-        !bind(address, kCommandPort, QUdpSocket::DontShareAddress))
+        !bind(address, commandPort, QUdpSocket::DontShareAddress))
         throw std::runtime_error("no printer can be at " + printer.name.toStdString() +
                                  ": simulated printers are running already, or it is no address "
                                  "of this machine");

@@ -33,7 +33,7 @@ inline Text OpenDescriptors()
 const QString kAddress = QHostAddress(0x7F000000 + static_cast<quint32>(getpid())).toString();
 const QString kOffline = "|离线 ||||"; // as Desk::Shown() has it
 
-/// A window in a fresh working directory, with an `lpstat` that runs a script.
+/// A window in a fresh working directory, with an `lpstat` that runs a script. It leaves nothing open.
 struct Desk {
     explicit Desk(const QByteArray& lpstat = "exit 1")
     {
@@ -50,6 +50,11 @@ struct Desk {
         QFile::copy(ORIOLE_SOURCE "/resources/orioleMon.ico", "orioleMon.ico");
         window.reset(new MainWindow(nullptr));
         debugLines.clear();
+    }
+    ~Desk()
+    {
+        window.reset();
+        QTRY_COMPARE(OpenDescriptors(), openBefore);
     }
 
     void SetLpstat(const QByteArray& script) const
@@ -94,6 +99,7 @@ struct Desk {
     Text TakeDebugLines() const { return std::exchange(debugLines, QStringList()).join("|"); }
 
     inline static QStringList debugLines;
+    const Text openBefore = OpenDescriptors();
     QTemporaryDir directory;
     std::unique_ptr<MainWindow> window;
 };

@@ -129,19 +129,21 @@ private slots:
         QCOMPARE(desk.Shown(), Text(kShown));
         QCOMPARE(desk.TakeDebugLines(), Text("c11100000000f401|c13300000000f401|\"123456\"|"
                                              "c14400000000f401|c10000000000f401|nRecvLen:14"));
+        desk.Tick();
+        QCOMPARE(desk.TakeDebugLines(), Text("")); // is opened anew
     }
 
     void usbRequestsFailEachForItself()
     {
-        const QByteArray none;
-        const QByteArray empty("");
         const Text nameless = "old|打印中|123456|2|-1|墨粉较少 ";
         const Text countless = "ORIOLE|打印中|old|old|old|墨粉较少 ";
         const Text stateless = "ORIOLE|old|123456|2|-1|墨粉较少 ";
-        QCOMPARE(ShownOfUsb(MainWindow::kModelNameRequest, empty), nameless);
-        QCOMPARE(ShownOfUsb(MainWindow::kPageCountersRequest, none), countless);
-        QCOMPARE(ShownOfUsb(MainWindow::kPrinterStateRequest, empty), stateless);
-        QCOMPARE(ShownOfUsb(MainWindow::kHardwareStateRequest, empty), Text(kOffline));
+        for (const char* nothing : {"", static_cast<const char*>(nullptr)}) {
+            QCOMPARE(ShownOfUsb(MainWindow::kModelNameRequest, nothing), nameless);
+            QCOMPARE(ShownOfUsb(MainWindow::kPageCountersRequest, nothing), countless);
+            QCOMPARE(ShownOfUsb(MainWindow::kPrinterStateRequest, nothing), stateless);
+            QCOMPARE(ShownOfUsb(MainWindow::kHardwareStateRequest, nothing), Text(kOffline));
+        }
     }
 
     void aUsbPrinterThatIsSwitchedOffComesBack()
@@ -174,10 +176,10 @@ private slots:
     void anOpenUsbPrinterIsClosedByAListing()
     {
         PrinterDesk desk(kUsb);
-        const Text closed = OpenDescriptors();
         desk.Tick();
+        QVERIFY(desk.window->m_pUsbHandle);
         desk.window->GetPrinterInfoByCommand();
-        QTRY_COMPARE(OpenDescriptors(), closed);
+        QVERIFY(!desk.window->m_pUsbHandle);
     }
 
     void networkPrintersAreAskedForTheirNameFirst()
@@ -202,10 +204,9 @@ private slots:
         QCOMPARE(desk.window->m_nSocket, socket);
         desk.window->GetPrinterInfoByCommand();
         QCOMPARE(fcntl(socket, F_GETFL), -1); // closed
-        desk.Tick(); // opens the next one, which gets the same number, and sends nothing
+        QCOMPARE(desk.window->m_nSocket, -1);
+        desk.Tick(2); // opens the next one, and sends nothing to no address
         QCOMPARE(desk.TakeDebugLines(), Text("\"\""));
-        desk.window.reset();
-        QCOMPARE(fcntl(socket, F_GETFL), -1);
     }
 
     void theChainStopsAtTheFirstQueryThatFails()
@@ -216,6 +217,7 @@ private slots:
         QCOMPARE(ShownOfNetwork(4, kCommandByte), Text("4" + kOffline)); // the hardware state
         QCOMPARE(ShownOfNetwork(2, kStartByte), Text("2" + kOffline));
         QCOMPARE(ShownOfNetwork(2, kResultByte), Text("2" + kOffline));
+        QCOMPARE(ShownOfNetwork(1, kLengthByte), Text("2" + kOffline)); // too short for a name
     }
 
     void aWaitEndsWithTheSecond()
@@ -225,7 +227,8 @@ private slots:
         QCOMPARE(desk.window->GetPrinterType_net(desk.window->m_szModelName), -1);
         QCOMPARE(desk.window->GetPrinterStatus_net(), -1);
         QCOMPARE(desk.window->GetPrinterPageNumber_net(), -1);
-        QCOMPARE(playedClock.now, 1000 + 3 * 2); // s; read at the start and at the end of each wait
+        QCOMPARE(desk.window->GetPrinterDetailError_net(), -1);
+        QCOMPARE(playedClock.now, 1000 + 4 * 2 + 1); // s; each reads it twice, and one sleeps
     }
 
     void aLateAnswerIsTakenForTheNextOne()
@@ -247,16 +250,6 @@ private slots:
         QCOMPARE(ShownName(kUsb, n63 + "X"), Text(QString(n63)));
         QCOMPARE(ShownName(kAddress, n63 + "X"), Text(QString(n63)));
         QCOMPARE(ShownName(kAddress, n63 + QByteArray(187, 'X')), Text(QString(n63)));
-    }
-
-    void aNameAnswerHasAtLeastFiveBytes()
-    {
-        PrinterDesk desk(kAddress);
-        desk.printer.meddle = [](const QByteArray&, QByteArray& answer) {
-            answer[kLengthByte] = 4;
-        };
-        desk.Tick();
-        QCOMPARE(desk.TakeDebugLines(), Text("send name\n"));
     }
 };
 
