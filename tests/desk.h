@@ -33,7 +33,7 @@ inline Text OpenDescriptors()
 const QString kAddress = QHostAddress(0x7F000000 + static_cast<quint32>(getpid())).toString();
 const QString kOffline = "|离线 ||||"; // as Desk::Shown() has it
 
-/// A window in a fresh working directory, with an `lpstat` that runs a script. It leaves nothing open.
+/// A window in a fresh working directory, with an `lpstat` that runs a script. Nothing stays open.
 struct Desk {
     explicit Desk(const QByteArray& lpstat = "exit 1")
     {
