@@ -177,7 +177,6 @@ private slots:
     {
         PrinterDesk desk(kUsb);
         desk.Tick();
-        QVERIFY(desk.window->m_pUsbHandle);
         desk.window->GetPrinterInfoByCommand();
         QVERIFY(!desk.window->m_pUsbHandle);
     }
