@@ -126,7 +126,7 @@ void MainWindow::GetSelectPrinterInfo()
     }
     ShowOffline();
 
-    const QString portText = m_pModel->index(row, kPortColumn).data().toString();
+    const QString portText = ui->tableView->model()->index(row, kPortColumn).data().toString();
     if (portText.contains("usb")) {
         m_nPortType = kUsbPort;
     } else {
