@@ -29,16 +29,18 @@ const int kMaxRows = 10;
 /// @return whether the command was run and ended with status 0
 bool CaptureQueues(QString& output)
 {
-    // The command inherits the pipe as its standard output and nothing else. The pipe is read after
-    // the command has ended, so neither side may block.
     int ends[2];
-    if (pipe2(ends, O_CLOEXEC | O_NONBLOCK) != 0)
+    if (pipe(ends) != 0)
         return false;
-    fcntl(ends[1], F_SETPIPE_SZ, kPipeSize); // where that is refused, it holds less
-    const int saved = fcntl(STDOUT_FILENO, F_DUPFD_CLOEXEC, 0);
+    for (const int end : ends) // the pipe is read after the command has ended: no side may block
+        fcntl(end, F_SETFL, O_NONBLOCK);
+    fcntl(ends[1], F_SETPIPE_SZ, kPipeSize); // if that fails, the pipe holds less
+    const int saved = dup(STDOUT_FILENO);
+    for (const int descriptor : {ends[0], ends[1], saved}) // not for the command
+        fcntl(descriptor, F_SETFD, FD_CLOEXEC);
 
     int status = -1;
-    if (saved >= 0 && dup2(ends[1], STDOUT_FILENO) >= 0) {
+    if (saved >= 0 && dup2(ends[1], STDOUT_FILENO) >= 0) { // of the pipe, the command gets this
         status = system(kListCommand);
         char bytes[kCaptureSize + 1] = {};
         if (status == 0 && read(ends[0], bytes, kCaptureSize) > 0)
