@@ -13,6 +13,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <fcntl.h>
+#include <optional>
 #include <unistd.h>
 
 namespace
@@ -25,13 +26,13 @@ const size_t kModelWordSize = 64; // bytes of type.dat that count
 const int kMaxRows = 10;
 
 /// Runs kListCommand, catches its standard output in a pipe, and waits until it has ended.
-/// @param output  receives the first kCaptureSize bytes that the command wrote, up to a zero byte
-/// @return whether the command was run and ended with status 0
-bool CaptureQueues(QString& output)
+/// @return the first kCaptureSize bytes that it wrote, up to a zero byte; nothing when it could not
+///         be run or failed
+std::optional<QString> CaptureQueues()
 {
     int ends[2];
     if (pipe(ends) != 0)
-        return false;
+        return std::nullopt;
     for (const int end : ends) // the pipe is read after the command has ended: no side may block
         fcntl(end, F_SETFL, O_NONBLOCK);
     fcntl(ends[1], F_SETPIPE_SZ, kPipeSize); // if that fails, the pipe holds less
@@ -39,17 +40,18 @@ bool CaptureQueues(QString& output)
     for (const int descriptor : {ends[0], ends[1], saved}) // not for the command
         fcntl(descriptor, F_SETFD, FD_CLOEXEC);
 
-    int status = -1;
+    std::optional<QString> output;
     if (saved >= 0 && dup2(ends[1], STDOUT_FILENO) >= 0) { // of the pipe, the command gets this
-        status = system(kListCommand);
-        char bytes[kCaptureSize + 1] = {};
-        if (status == 0 && read(ends[0], bytes, kCaptureSize) > 0)
-            output = QString(bytes);
+        if (system(kListCommand) == 0) {
+            char bytes[kCaptureSize + 1] = {};
+            const bool wrote = read(ends[0], bytes, kCaptureSize) > 0;
+            output = wrote ? QString(bytes) : QString();
+        }
         dup2(saved, STDOUT_FILENO);
     }
     for (const int descriptor : {ends[0], ends[1], saved})
         close(descriptor);
-    return status == 0;
+    return output;
 }
 
 /// The model word, a pattern: the first kModelWordSize bytes of type.dat, up to a zero byte. It is
@@ -93,12 +95,12 @@ void MainWindow::GetPrinterInfoByCommand()
     CloseUsbPrinter();
 
     const QRegExp modelWord(ReadModelWord());
-    QString output;
-    if (!CaptureQueues(output))
+    const std::optional<QString> output = CaptureQueues();
+    if (!output)
         return; // the rows stay, and so does the printer that is polled
 
     int row = 0;
-    const QStringList lines = output.split("\n");
+    const QStringList lines = output->split("\n");
     for (int i = 0; i < lines.size() && row < kMaxRows; ++i) {
         if (modelWord.indexIn(lines[i]) < 0)
             continue;
