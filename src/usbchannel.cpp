@@ -43,11 +43,12 @@ int MainWindow::GetUsbPrinterHandle()
         return -1;
     }
     m_pUsbHandle = libusb_open_device_with_vid_pid(m_pUsbContext, kVendorId, kProductId);
-    if (!m_pUsbHandle)
-        qDebug("open device failed");
-    libusb_free_device_list(list, 1);
-    if (m_pUsbHandle)
+    if (m_pUsbHandle) {
+        libusb_free_device_list(list, 1);
         return 1;
+    }
+    qDebug("open device failed");
+    libusb_free_device_list(list, 1);
     libusb_exit(m_pUsbContext);
     return -1;
 }
