@@ -134,17 +134,18 @@ private:
     int m_nSocket = -1;
     /// PortType of the selected printer; set by the selection.
     int m_nPortType = kNoPort;
-    /// 1 while the manual tray's error is not shown: the hardware state block before this one has
-    /// reported the tray open or empty, or this one has so far; else 0. Set by the tray decoders
-    /// and ParseHardwareState.
+    /// Each 0 or 1; set by the tray decoders and ParseHardwareState. While a tray's flag is 1, its
+    /// error is not shown: the tray was reported open or empty by the hardware state block before
+    /// this one, or already by this one, which alone sets "reported".
     int m_nManualTrayFlag = 0;
-    /// The same for the main tray.
     int m_nMainTrayFlag = 0;
+    int m_nManualTrayReported = 0;
+    int m_nMainTrayReported = 0;
     /// Address of the selected network printer; set by the selection.
     QString m_strPrinterIp;
     /// The model name, zero-terminated; empty until a printer has reported one.
     char m_szModelName[kModelNameSize] = {};
-    /// The libusb context of the open USB printer.
+    /// The libusb context of the open USB printer; valid only while m_pUsbHandle is set.
     libusb_context* m_pUsbContext = nullptr;
     /// The open USB printer, null when closed. One tick opens it, the next reads and closes it.
     libusb_device_handle* m_pUsbHandle = nullptr;
@@ -156,10 +157,6 @@ private:
     int m_nTimerId = 0;
     /// The printer table: the queue's name, and its port: "usb", an address or nothing.
     QStandardItemModel* m_pModel = nullptr;
-    /// 1 when this hardware state block has reported the manual tray open or empty.
-    int m_nManualTrayReported = 0;
-    /// The same for the main tray.
-    int m_nMainTrayReported = 0;
 };
 
 #endif // MAINWINDOW_H
