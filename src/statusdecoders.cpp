@@ -7,6 +7,8 @@
 
 #include <QtEndian>
 
+#include <iterator>
+
 namespace
 {
 
@@ -39,12 +41,12 @@ const unsigned char kNoPaper = 0;
 const int kManualTray = 0; // index of its element in an array about the trays
 const int kMainTray = 1;
 
-// When the value of a flag entry makes it active.
-enum Test { kIsOne, kIsNonzero };
+/// The values that make a flag entry active.
+enum ActiveWhen { kIsOne, kIsNonzero };
 
 struct FlagEntry {
     int id;
-    Test test;
+    ActiveWhen activeWhen;
     const char* text;
 };
 
@@ -107,7 +109,7 @@ const ErrorText kErrorTexts[] = {
 };
 // clang-format on
 
-// Codes shown as a heading and their number; silent codes have no heading and are not shown.
+// Codes shown as a heading and their number; codes without a heading are not shown.
 struct ErrorGroup {
     quint32 first;
     quint32 last;
@@ -118,19 +120,19 @@ const char kFuserError[] = "定影器错误:";
 const char kRunningError[] = "运行错误:";
 const char kPrinterFault[] = "打印机故障:";
 const char kOtherError[] = "其他错误:"; // every code that stands in neither table
-const char* const kSilent = nullptr;
+const char* const kNotShown = nullptr;
 
 const ErrorGroup kErrorGroups[] = {
-    {0, 0, kSilent},
-    {200030, 200030, kSilent},
-    {200032, 200032, kSilent},
-    {200036, 200036, kSilent},
-    {200042, 200042, kSilent},
-    {200044, 200044, kSilent},
-    {200051, 200051, kSilent},
-    {200054, 200054, kSilent},
-    {200301, 200302, kSilent},
-    {200324, 200335, kSilent},
+    {0, 0, kNotShown},
+    {200030, 200030, kNotShown},
+    {200032, 200032, kNotShown},
+    {200036, 200036, kNotShown},
+    {200042, 200042, kNotShown},
+    {200044, 200044, kNotShown},
+    {200051, 200051, kNotShown},
+    {200054, 200054, kNotShown},
+    {200301, 200302, kNotShown},
+    {200324, 200335, kNotShown},
     {201600, 201600, kFuserError},
     {201604, 201605, kFuserError},
     {201607, 201607, kFuserError},
@@ -160,7 +162,7 @@ QString ErrorCodeText(quint32 code)
         if (code >= group.first && code <= group.last)
             heading = group.heading;
     }
-    return heading == kSilent ? QString() : heading + QString::number(code) + " ";
+    return heading == kNotShown ? QString() : heading + QString::number(code) + " ";
 }
 
 /// Joins the texts of the active elements. `texts` is indexed by element; the others have none.
@@ -182,8 +184,7 @@ void MainWindow::SetPrinterState(unsigned char code)
     static const char* const kTexts[] = {
         "未知状态", "热机中", "打印中", "错误", "空闲", "休眠", "作业取消中",
     };
-    const size_t known = sizeof kTexts / sizeof kTexts[0];
-    ui->PrinterStatus->setText(kTexts[code < known ? code : 0]);
+    ui->PrinterStatus->setText(kTexts[code < std::size(kTexts) ? code : 0]);
 }
 
 /// Shows the three counters of a page-counter record. Two fields have misleading names:
@@ -227,7 +228,7 @@ void MainWindow::ParseHardwareState(unsigned char* block, int length)
         case kErrorCodes: text += GetErrorCodeState(array, count); break;
         default:
             for (const FlagEntry& flag : kFlagEntries) {
-                if (id == flag.id && (flag.test == kIsOne ? value == 1 : value != 0))
+                if (id == flag.id && (flag.activeWhen == kIsOne ? value == 1 : value != 0))
                     text += flag.text;
             }
         }
