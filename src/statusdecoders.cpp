@@ -213,11 +213,11 @@ void MainWindow::ParseHardwareState(unsigned char* block, int length)
         if (entry[kEntryTypeOffset] != (id == kErrorCodes ? kErrorCodeEntry : kStatusEntry))
             continue;
         // An array that is not there, or not wholly inside the block, counts as an empty one.
-        unsigned char* array = block + qMin(value, length);
         int count = entry[kElementCountOffset];
         const int elementSize = id == kErrorCodes ? kErrorCodeSize : kElementSize;
         if (value == 0 || value + count * elementSize > length)
             count = 0;
+        unsigned char* array = count > 0 ? block + value : nullptr;
         switch (id) {
         case kPaperJam: text += GetPaperJamState(array, count); break;
         case kCoverOpen: text += GetPaperCoverOpenState(array, count); break;
