@@ -51,7 +51,7 @@ public:
     // 1 when a valid answer came and was used, -1 otherwise, with nothing changed.
 
     /// Asks for the model name.
-    /// @param name  64 zero bytes; receives the name, cut to 63 bytes
+    /// @param name  64 bytes, the first of them zero; receives the name, cut to 63 bytes
     int GetPrinterType_net(char* name);
     /// Asks for the printer state and shows it.
     int GetPrinterStatus_net();

@@ -70,7 +70,7 @@ void MainWindow::OpenSocket()
 /// Closes the UDP socket. Does nothing when there is none.
 void MainWindow::CloseSocket()
 {
-    if (m_nSocket > 0) {
+    if (m_nSocket > 0) { // 0 to 2 are the standard descriptors, which main has filled
         ::close(m_nSocket);
         m_nSocket = -1;
     }
@@ -91,7 +91,7 @@ int MainWindow::SendSockCmd(char* cmd, unsigned char* buf)
     }
     const int frameSize = payloadSize + kFrameOverhead;
     buf[kStartOffset] = kRequestStart;
-    buf[kZeroOffset] = 0;
+    buf[kZeroOffset] = 0; // whatever the caller left
     buf[kLengthOffset] = static_cast<unsigned char>(frameSize);
 
     unsigned char checksum = 0;
@@ -103,8 +103,8 @@ int MainWindow::SendSockCmd(char* cmd, unsigned char* buf)
                                    reinterpret_cast<const sockaddr*>(&printer), sizeof printer));
 }
 
-/// Sends a query's request and waits for one answer frame. The first datagram that comes is taken
-/// as the answer, whoever sent it.
+/// Sends a query's request and waits for one answer frame. The first datagram that is not empty is
+/// taken as the answer, whoever sent it.
 /// @param answer  `answerSize` zero bytes; receives the datagram
 /// @return whether an answer came in time and is a valid one to this query
 bool MainWindow::Ask(const NetworkQuery& query, unsigned char* answer, size_t answerSize)
@@ -119,11 +119,11 @@ bool MainWindow::Ask(const NetworkQuery& query, unsigned char* answer, size_t an
         sleep(query.pause);
     qDebug() << query.sentLine;
 
-    sockaddr_in source = {};
+    sockaddr_in source = {}; // filled, not read
     socklen_t sourceSize = sizeof source;
     while (recvfrom(m_nSocket, answer, answerSize, 0, reinterpret_cast<sockaddr*>(&source),
                     &sourceSize) <= 0) {
-        // A clock that is set back ends the wait, too.
+        // A clock that is set back also ends the wait.
         if (fabs(difftime(time(nullptr), start)) > query.waitLimit)
             return false;
     }
@@ -141,7 +141,7 @@ int MainWindow::GetPrinterType_net(char* name)
     const int size = answer[kLengthOffset] - kFrameOverhead;
     const int longest = kModelNameSize - 1;
     memcpy(name, answer + kNameOffset, qMin(size, longest));
-    if (size > longest)
+    if (size > longest) // a USB name that began with a zero byte may have left others in the buffer
         name[longest] = '\0';
     return 1;
 }

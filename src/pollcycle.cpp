@@ -16,7 +16,7 @@ void MainWindow::RestartPollTimer()
     if (m_nTimerId > 0) {
         m_pTimer->stop();
         delete m_pTimer;
-        m_nTimerId = 0;
+        m_nTimerId = 0; // none until the next has started
     }
     m_pTimer = new QTimer;
 #if QT_VERSION >= 0x050000 // where a timer may otherwise tick up to 5 % too early; Qt 4's does not

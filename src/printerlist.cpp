@@ -122,7 +122,7 @@ void MainWindow::GetPrinterInfoByCommand()
 
 void MainWindow::GetSelectPrinterInfo()
 {
-    m_nPortType = kNoPort;
+    m_nPortType = kNoPort; // until it is known
     int row = ui->tableView->currentIndex().row();
     if (row < 0) {
         ui->tableView->selectRow(0);

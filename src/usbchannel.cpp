@@ -26,7 +26,7 @@ const unsigned int kTimeLimit = 1000; // ms
 
 int MainWindow::GetUsbPrinterHandle()
 {
-    m_pUsbContext = nullptr;
+    m_pUsbContext = nullptr; // the last one has ended
     if (libusb_init(&m_pUsbContext) < 0)
         return -1;
 // libusb_set_option replaces it, but only since libusb 1.0.22.
