@@ -16,13 +16,13 @@
 
 int main(int argc, char* argv[])
 {
-    // When a standard descriptor is missing, the next thing that is opened gets its number: the
-    // connection to the display, say, into which the debug lines would be written.
+    // If a standard descriptor is missing, whatever is opened next gets its number: the connection
+    // to the display, say, into which the debug lines would then be written.
     for (int descriptor = STDIN_FILENO; descriptor <= STDERR_FILENO; ++descriptor) {
         if (fcntl(descriptor, F_GETFD) < 0)
             open("/dev/null", O_RDWR); // gets this number, the lowest that is free
     }
-    // Some programs start others with SIGCHLD ignored. Then nobody can wait for a command's end.
+    // We may have been started with SIGCHLD ignored, and could then not wait for a command.
     signal(SIGCHLD, SIG_DFL);
 
     QApplication application(argc, argv);

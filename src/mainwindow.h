@@ -27,15 +27,15 @@ public:
     /// Size in bytes of the buffer that receives an answer over USB.
     static const int kUsbAnswerSize = 500;
 
-    /// Builds the form and the printer table, and lists the printers once. `main` passes null.
+    /// Builds the form and the printer table, and lists the printers once.
     explicit MainWindow(QWidget* parent);
     ~MainWindow() override;
 
     // --- USB channel (usbchannel.cpp) ---
 
     /// Opens the first printer on the USB bus. Called by the poll tick while no printer is open.
-    /// @return 1: m_pUsbHandle is open, in a libusb context of its own; -1: there is no printer, or
-    ///         no right to open it, and nothing is left open
+    /// @return 1: m_pUsbHandle is open, in its own libusb context; -1: no printer, or no permission
+    ///         to open it; nothing is left open
     int GetUsbPrinterHandle();
 
     // --- Network channel (networkchannel.cpp) ---
@@ -57,7 +57,8 @@ public:
     int GetPrinterStatus_net();
     /// Asks for the page counters and shows them.
     int GetPrinterPageNumber_net();
-    /// Asks for the hardware state block and shows its faults. Takes a second or more once sent.
+    /// Asks for the hardware state block and shows its faults. Takes at least a second
+    /// once the request is sent.
     int GetPrinterDetailError_net();
 
     // --- Status decoding (statusdecoders.cpp), for both channels ---

@@ -9,7 +9,7 @@
 #include <QTimer>
 #include <QtEndian>
 
-/// Makes a new poll timer in the place of the one before, so that a whole interval passes first.
+/// Replaces the poll timer, so that a whole interval passes before the next tick.
 void MainWindow::RestartPollTimer()
 {
     const int interval = 2000; // ms
@@ -19,7 +19,7 @@ void MainWindow::RestartPollTimer()
         m_nTimerId = 0; // none until the next has started
     }
     m_pTimer = new QTimer;
-#if QT_VERSION >= 0x050000 // where a timer may otherwise tick up to 5 % too early; Qt 4's does not
+#if QT_VERSION >= 0x050000 // whose default timers may tick 5 % early; Qt 4's do not
     m_pTimer->setTimerType(Qt::PreciseTimer);
 #endif
     m_pTimer->start(interval);
@@ -61,7 +61,7 @@ bool MainWindow::PollUsbPrinter()
     if (!m_pUsbHandle)
         return GetUsbPrinterHandle() > 0; // read on the next tick
 
-    // One buffer, on purpose: behind a short answer, what the ones before it left is still there.
+    // One buffer, on purpose: after a short answer, the rest still holds what earlier ones left.
     unsigned char answer[kUsbAnswerSize] = {};
     int received = RequestUsb(kModelNameRequest, answer);
     if (received > 0) {

@@ -21,7 +21,7 @@ namespace
 
 const char kListCommand[] = "lpstat -v";
 const size_t kCaptureSize = 1024; // bytes of the command's output that count
-const int kPipeSize = 1 << 20;    // bytes that it can write; the rest is refused
+const int kPipeSize = 1 << 20;    // bytes that it can write; a write beyond them fails
 const size_t kModelWordSize = 64; // bytes of type.dat that count
 const int kMaxRows = 10;
 
@@ -115,7 +115,7 @@ void MainWindow::GetPrinterInfoByCommand()
     }
 
     GetSelectPrinterInfo();
-    // Unique: only the first listing that gets here makes the connection.
+    // Unique: connects once, however many listings succeed.
     connect(ui->tableView, SIGNAL(clicked(QModelIndex)), this, SLOT(GetSelectPrinterInfo()),
             Qt::UniqueConnection);
 }

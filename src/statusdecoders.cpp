@@ -85,7 +85,7 @@ struct ErrorText {
     const char* text;
 };
 
-// Blanks belong to the texts, doubled and missing ones, too. One row a line, however many.
+// Spaces belong to the texts, also where doubled or missing. clang-format would fill the lines.
 // clang-format off
 const ErrorText kErrorTexts[] = {
     {200000, " 多重进纸失败 "},
@@ -165,7 +165,7 @@ QString ErrorCodeText(quint32 code)
     return heading == kNotShown ? QString() : heading + QString::number(code) + " ";
 }
 
-/// Joins the texts of the active elements. `texts` is indexed by element; the others have none.
+/// Joins the texts of the active elements. `texts` is indexed by element; later ones have none.
 template <int known>
 QString ActiveTexts(const unsigned char* data, int count, const char* const (&texts)[known])
 {
@@ -251,7 +251,7 @@ void MainWindow::FlagTrays(const unsigned char* data, int count, unsigned char s
 
 QString MainWindow::GetPaperJamState(unsigned char* data, int count)
 {
-    // Along the paper path: the trays, then in turn a sensor and the stretch behind it.
+    // Along the paper path: the trays, then in turn a sensor and the stretch after it.
     static const char* const kTexts[] = {
         "",
         "手动纸盒卡纸 ",

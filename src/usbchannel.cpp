@@ -29,13 +29,13 @@ int MainWindow::GetUsbPrinterHandle()
     m_pUsbContext = nullptr; // the last one has ended
     if (libusb_init(&m_pUsbContext) < 0)
         return -1;
-// libusb_set_option replaces it, but only since libusb 1.0.22.
+// Deprecated in favour of libusb_set_option, which libusb has only since 1.0.22.
 #pragma GCC diagnostic push
 #pragma GCC diagnostic ignored "-Wdeprecated-declarations"
     libusb_set_debug(m_pUsbContext, LIBUSB_LOG_LEVEL_INFO);
 #pragma GCC diagnostic pop
 
-    // Opening looks the printer up by itself; the list tells whether the bus can be read at all.
+    // The opening call makes its own list; this one shows whether the bus can be read at all.
     libusb_device** list = nullptr;
     if (libusb_get_device_list(m_pUsbContext, &list) < 0) {
         qDebug("libusb_get_device_list failed");
@@ -64,7 +64,7 @@ void MainWindow::CloseUsbPrinter()
 }
 
 /// Issues a vendor request to the open printer. The answer goes to the start of the kUsbAnswerSize
-/// bytes of `answer`; the bytes behind it stay as they are.
+/// bytes of `answer`; the bytes after it stay as they are.
 /// @return the number of bytes answered, or a negative libusb error
 int MainWindow::RequestUsb(UsbRequest request, unsigned char* answer)
 {
@@ -72,8 +72,8 @@ int MainWindow::RequestUsb(UsbRequest request, unsigned char* answer)
                                    kValue, kInterface, answer, kUsbAnswerSize, kTimeLimit);
 }
 
-/// Keeps the first 63 bytes of a model-name answer. A zero byte is added when they hold none; the
-/// bytes behind a shorter answer keep what they held.
+/// Keeps the first 63 bytes of a model-name answer. Adds a zero byte if they hold none; after a
+/// shorter answer, the rest of the buffer is kept.
 void MainWindow::StoreModelName(const unsigned char* answer, int received)
 {
     const size_t size = qMin(received, kModelNameSize - 1);
