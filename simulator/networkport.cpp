@@ -29,6 +29,6 @@ void NetworkPort::Answer()
         if (m_printer.meddle)
             m_printer.meddle(request.data(), answer);
         if (!answer.isNull() && m_printer.on)
-            writeDatagram(request.makeReply(answer));
+            writeDatagram(answer, request.senderAddress(), request.senderPort());
     }
 }
