@@ -83,13 +83,20 @@ void Console::ReadInput()
 {
     char input[4096];
     const ssize_t got = read(STDIN_FILENO, input, sizeof input);
-    m_input.setEnabled(got > 0);
-    if (got < 0) // in the background of a shell, which may bring this program back
+    if (got < 0) { // in the background of a shell; may return to the foreground
+        m_input.setEnabled(false);
         QTimer::singleShot(1000, &m_input, [this] { m_input.setEnabled(true); });
-    else
-        m_typed += got > 0 ? QByteArray(input, static_cast<int>(got)) : "\n"; // ends the last line
-    for (int end = 0; (end = m_typed.indexOf('\n')) >= 0; m_typed.remove(0, end + 1)) {
+        return;
+    }
+    m_typed.append(input, static_cast<int>(got));
+    if (got == 0) { // the end of the input also ends its last line
+        m_input.setEnabled(false);
+        m_typed += '\n';
+    }
+    while (m_typed.contains('\n')) {
+        const int end = static_cast<int>(m_typed.indexOf('\n'));
         const QString reply = m_simulator.Run(QString::fromUtf8(m_typed.left(end)));
+        m_typed.remove(0, end + 1);
         if (reply == "ok")
             m_tour.stop();
         if (!reply.isEmpty())

@@ -69,7 +69,7 @@ QByteArray Printer::AnswerFrame(const QByteArray& request) const
     if (!IsGood(request, model))
         return QByteArray();
     const char command = request[kCommand];
-    QByteArray answer = {kHeadSize, kUnused};
+    QByteArray answer(kHeadSize, kUnused);
     answer[kStart] = kAnswerStart;
     answer[kCommand] = command;
     if (command != kModelNameCommand)

@@ -56,7 +56,10 @@ const Command kCommands[] = {
      }},
     {"clear", "[ID]", 0, 1, kByte, "clear one fault (error codes: 34), or all",
      [](Printer& printer, const Numbers& n) {
-         n.isEmpty() ? printer.conditions.clear() : Clear(printer, n[0]);
+         if (n.isEmpty())
+             printer.conditions.clear();
+         else
+             Clear(printer, n[0]);
      }},
     {"off", "", 0, 0, 0, "switch off: no answers; off the USB bus",
      [](Printer& printer, const Numbers&) { printer.on = false; }},

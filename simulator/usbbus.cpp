@@ -89,10 +89,10 @@ void UsbBus::Update()
         umockdev_testbed_remove_device(m_testbed, kSysPath);
 }
 
-/// Fetches `size` bytes at the address that stands at the offset `pointer` of `from`.
-UsbBus::Data UsbBus::Fetch(UMockdevIoctlData* from, size_t pointer, size_t size)
+/// Fetches `size` bytes at the address stored at `offset` in `from`.
+UsbBus::Data UsbBus::Fetch(UMockdevIoctlData* from, size_t offset, size_t size)
 {
-    return Data(umockdev_ioctl_data_resolve(from, pointer, size, nullptr), [](auto* data) {
+    return Data(umockdev_ioctl_data_resolve(from, offset, size, nullptr), [](auto* data) {
         if (data)
             umockdev_ioctl_data_unref(data);
     });

@@ -32,7 +32,7 @@ private:
     /// A piece of a program's memory that has been fetched; shared with umockdev.
     typedef std::shared_ptr<UMockdevIoctlData> Data;
 
-    static Data Fetch(UMockdevIoctlData* from, size_t pointer, size_t size);
+    static Data Fetch(UMockdevIoctlData* from, size_t offset, size_t size);
     int Ioctl(unsigned long request, UMockdevIoctlData* argument);
     int Submit(UMockdevIoctlData* argument);
     int Discard();
