@@ -106,6 +106,10 @@ int UsbBus::Ioctl(unsigned long request, UMockdevIoctlData* argument)
     case USBDEVFS_DISCARDURB: return Discard();
     case USBDEVFS_REAPURB:
     case USBDEVFS_REAPURBNDELAY: return Reap(argument);
+    case USBDEVFS_CLAIMINTERFACE:
+    case USBDEVFS_SETCONFIGURATION:
+        qWarning("usb: bad request: the printer's own driver holds the interface");
+        return EBUSY;
     default: return ENOTTY;
     }
 }
