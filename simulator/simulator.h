@@ -27,10 +27,11 @@ public:
     ///         the help when that was asked for; nothing for an empty line
     QString Run(const QString& line);
 
-    std::vector<Printer>& Printers() { return m_printers; }
-    /// One for each printer on the network, in the order of their names.
-    std::vector<std::unique_ptr<NetworkPort>>& Ports() { return m_ports; }
     bool HasBus() const { return m_bus != nullptr; }
+
+    // For tests.
+    Printer& FirstPrinter() { return m_printers.front(); }
+    NetworkPort& FirstPort() { return *m_ports.front(); }
 
 private:
     std::vector<Printer> m_printers;

@@ -32,14 +32,14 @@ bool PrintersTurn()
         return false;
     const int patience = 5000; // ms that a datagram may be on its way
     pollfd answer = {std::exchange(playedClock.asking, -1), POLLIN, 0};
-    return playedClock.printer->Ports()[0]->waitForReadyRead(patience) &&
-           playedClock.printer->Printers()[0].on && poll(&answer, 1, patience) == 1;
+    return playedClock.printer->FirstPort().waitForReadyRead(patience) &&
+           playedClock.printer->FirstPrinter().on && poll(&answer, 1, patience) == 1;
 }
 
 /// A desk with a printer, on USB or the network.
 struct PrinterDesk : Desk {
     explicit PrinterDesk(const QString& name, const QByteArray& model = "ORIOLE")
-        : simulator({name}), printer(simulator.Printers()[0])
+        : simulator({name}), printer(simulator.FirstPrinter())
     {
         for (const char* line : {"state 2", "counters 123456 2 4294967295", "flag 14"})
             simulator.Run(line);

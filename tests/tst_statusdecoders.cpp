@@ -15,7 +15,7 @@ QByteArray Block(const QString& commands)
     Simulator simulator({kAddress});
     for (const QString& command : commands.split(';'))
         simulator.Run(command);
-    return simulator.Printers()[0].HardwareState();
+    return simulator.FirstPrinter().HardwareState();
 }
 
 } // namespace
