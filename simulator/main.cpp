@@ -19,17 +19,17 @@ namespace
 const char kUsage[] =
     R"(Usage: oriole-simulator PRINTER...
 Each PRINTER is the IPv4 address of one on the network (127.0.0.1, 127.0.0.2, ...), or "usb" for one
-on a USB bus. Until a command is typed, the printers play a tour.
+on a USB bus. Until a command is typed, the printers run through a demonstration.
 )";
 
 const int kWrongArguments = 2; // exit status
 
-struct TourStep {
-    int seconds; // that pass before the next step
+struct Step {
+    int seconds; // before the next step
     const char* line;
 };
 
-const TourStep kTour[] = {
+const Step kDemonstration[] = {
     {0, "counters 1200 800 400"},
     {4, "state 4"}, // idle
     {4, "state 1"}, // warming up
@@ -50,7 +50,7 @@ int endPipe[2]; // a signal handler may write to a pipe, and do little else
 
 void Say(const QString& line) { std::cout << line.toStdString() << std::endl; }
 
-/// The lines that are typed, and the tour that the printers play until one is carried out.
+/// Reads typed commands; runs the demonstration until the first one succeeds.
 class Console : public QObject
 {
 public:
@@ -58,27 +58,27 @@ public:
 
 private:
     void ReadInput();
-    void GoOnWithTour();
+    void ContinueDemonstration();
 
     Simulator& m_simulator;
     QSocketNotifier m_input{STDIN_FILENO, QSocketNotifier::Read};
-    QByteArray m_typed; // a line that has not ended yet
-    QTimer m_tour;
-    size_t m_tourStep = 0;
+    QByteArray m_typed; // a line without its end
+    QTimer m_demonstration;
+    size_t m_step = 0;
 };
 
 Console::Console(Simulator& simulator) : m_simulator(simulator)
 {
     connect(&m_input, &QSocketNotifier::activated, this, &Console::ReadInput);
-    connect(&m_tour, &QTimer::timeout, this, &Console::GoOnWithTour);
-    GoOnWithTour();
+    connect(&m_demonstration, &QTimer::timeout, this, &Console::ContinueDemonstration);
+    ContinueDemonstration();
     if (m_simulator.HasBus())
         Say("the USB printer is seen by: UMOCKDEV_DIR=" + qgetenv("UMOCKDEV_DIR") +
             " umockdev-wrapper PROGRAM");
     Say("ready; type commands (help lists them), or Ctrl-C to end");
 }
 
-/// Takes what has been typed, and carries out the lines that are complete.
+/// Takes what has been typed, and carries out its complete lines.
 void Console::ReadInput()
 {
     char input[4096];
@@ -98,21 +98,21 @@ void Console::ReadInput()
         const QString reply = m_simulator.Run(QString::fromUtf8(m_typed.left(end)));
         m_typed.remove(0, end + 1);
         if (reply == "ok")
-            m_tour.stop();
+            m_demonstration.stop();
         if (!reply.isEmpty())
             Say(reply);
     }
 }
 
-void Console::GoOnWithTour()
+void Console::ContinueDemonstration()
 {
     int seconds = 0;
     while (seconds == 0) {
-        m_simulator.Run(kTour[m_tourStep].line);
-        seconds = kTour[m_tourStep].seconds;
-        m_tourStep = (m_tourStep + 1) % std::size(kTour);
+        m_simulator.Run(kDemonstration[m_step].line);
+        seconds = kDemonstration[m_step].seconds;
+        m_step = (m_step + 1) % std::size(kDemonstration);
     }
-    m_tour.start(seconds * 1000);
+    m_demonstration.start(seconds * 1000);
 }
 
 } // namespace
@@ -130,13 +130,13 @@ int main(int argc, char* argv[])
         std::cerr << kUsage;
         return kWrongArguments;
     }
-    signal(SIGTTIN, SIG_IGN); // reading in the background is to fail, and not to stop the program
+    signal(SIGTTIN, SIG_IGN); // let reading in the background fail instead of stopping us
     try {
         if (pipe(endPipe) != 0)
             throw std::runtime_error("cannot make a pipe");
         QSocketNotifier end(endPipe[0], QSocketNotifier::Read);
         QObject::connect(&end, &QSocketNotifier::activated, qApp, &QCoreApplication::quit);
-        // Ended by a signal itself, the program would leave the folder of its USB bus behind.
+        // A signal that killed the program would leave its USB bus's folder behind.
         for (const int number : {SIGHUP, SIGINT, SIGTERM})
             signal(number, [](int) { (void)!write(endPipe[1], "", 1); });
         Simulator simulator(names);

@@ -12,8 +12,8 @@ NetworkPort::NetworkPort(const Printer& printer) : m_printer(printer)
     const QHostAddress address(printer.name);
     if (address.protocol() != QAbstractSocket::IPv4Protocol ||
         !bind(address, commandPort, QUdpSocket::DontShareAddress))
-        throw std::runtime_error("no printer can be at " + printer.name.toStdString() +
-                                 ": simulated printers are running already, or it is no address "
+        throw std::runtime_error("cannot listen at " + printer.name.toStdString() +
+                                 ": other simulated printers use it, or it is not an IPv4 address "
                                  "of this machine");
     connect(this, &NetworkPort::readyRead, this, &NetworkPort::Answer);
 }

@@ -7,8 +7,7 @@
 
 #include <QUdpSocket>
 
-/// The command port of one simulated network printer. It answers the requests that come, and warns
-/// of bad ones.
+/// The command port of one simulated network printer. Answers requests, and warns of bad ones.
 class NetworkPort : public QUdpSocket
 {
 public:

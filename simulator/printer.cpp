@@ -1,5 +1,8 @@
 // SPDX-License-Identifier: MIT
 
+// The protocol is written down here a second time, on purpose: with a header shared by the monitor
+// and its printers, a mistake in it would go unnoticed.
+
 #include "printer.h"
 
 #include <QDataStream>

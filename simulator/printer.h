@@ -20,14 +20,14 @@ struct Condition {
     QVector<quint32> values; ///< the flag's value, or the array's elements
 };
 
-/// One simulated printer: what it reports, and the frames and records in which it does.
+/// One simulated printer: what it reports, and how it encodes that.
 struct Printer {
     QString name; ///< IPv4 address, or kUsbPrinter
 
     quint8 state = 4;                       ///< idle
     quint32 counters[3] = {1200, 800, 400}; ///< pages of the engine, the drum, the toner
     QVector<Condition> conditions = {};     ///< in the order of the block
-    bool on = true;                         ///< when off: gives no answers; is not on the USB bus
+    bool on = true;                         ///< when off, it does not answer and leaves the USB bus
 
     // For tests.
     QByteArray model = "ORIOLE";

@@ -22,7 +22,7 @@ void Clear(Printer& printer, quint32 id)
     all.erase(std::remove_if(all.begin(), all.end(), hasId), all.end());
 }
 
-/// Puts a condition behind all others. An earlier one with the same identifier goes.
+/// Puts a condition after all others. Removes an earlier one with the same identifier.
 void Raise(Printer& printer, quint32 id, Condition::Kind kind, const Numbers& values)
 {
     Clear(printer, id);
@@ -44,11 +44,11 @@ const Command kCommands[] = {
      [](Printer& printer, const Numbers& n) { printer.state = static_cast<quint8>(n[0]); }},
     {"counters", "ENGINE DRUM TONER", 3, 3, kWord, "pages printed",
      [](Printer& printer, const Numbers& n) { std::copy(n.begin(), n.end(), printer.counters); }},
-    {"flag", "ID [VALUE]", 1, 2, kByte, "raise a fault that is on or off (VALUE: 1)",
+    {"flag", "ID [VALUE]", 1, 2, kByte, "raise an on-off fault (VALUE: 1)",
      [](Printer& printer, const Numbers& n) {
          Raise(printer, n[0], Condition::Flag, {n.value(1, 1)});
      }},
-    {"array", "ID STATE...", 2, INT_MAX, kByte, "raise a fault that has positions, one STATE each",
+    {"array", "ID STATE...", 2, INT_MAX, kByte, "raise a fault with positions, one STATE each",
      [](Printer& printer, const Numbers& n) { Raise(printer, n[0], Condition::Array, n.mid(1)); }},
     {"errors", "CODE...", 1, INT_MAX, kWord, "raise error codes",
      [](Printer& printer, const Numbers& n) {
@@ -61,7 +61,7 @@ const Command kCommands[] = {
          else
              Clear(printer, n[0]);
      }},
-    {"off", "", 0, 0, 0, "switch off: no answers; off the USB bus",
+    {"off", "", 0, 0, 0, "switch off: no answers, not on the USB bus",
      [](Printer& printer, const Numbers&) { printer.on = false; }},
     {"on", "", 0, 0, 0, "switch on again",
      [](Printer& printer, const Numbers&) { printer.on = true; }},
@@ -81,7 +81,7 @@ const char kCommonNumbers[] =
 
 QString CommandHelp()
 {
-    QString help = "Commands, one a line. A line that begins with a printer's address, or with "
+    QString help = "Commands, one a line. A line that starts with a printer's address, or with "
                    "\"usb\", goes to\nthat printer; any other goes to all of them.\n";
     for (const Command& command : kCommands) {
         help += QString("  %1 %2").arg(command.name, command.takes).leftJustified(30) +
@@ -94,7 +94,7 @@ Simulator::Simulator(const QStringList& names)
 {
     for (const QString& name : names)
         m_printers.push_back({name});
-    for (const Printer& printer : m_printers) { // which stay where they are from now on
+    for (const Printer& printer : m_printers) { // which must not move from now on
         if (printer.name == kUsbPrinter)
             m_bus = std::make_unique<UsbBus>(printer, m_lock);
         else
@@ -112,7 +112,7 @@ QString Simulator::Run(const QString& line)
     if (std::any_of(m_printers.begin(), m_printers.end(), isNamed))
         target = words.takeFirst();
     if (words.isEmpty())
-        return "a command is missing behind " + target + "; help lists them";
+        return "no command after " + target + "; help lists them";
     const QString name = words.takeFirst();
     if (name == "help")
         return CommandHelp();
@@ -120,7 +120,7 @@ QString Simulator::Run(const QString& line)
         std::find_if(std::begin(kCommands), std::end(kCommands),
                      [&name](const Command& known) { return name == known.name; });
     if (command == std::end(kCommands))
-        return "\"" + name + "\" is no command; help lists them";
+        return "unknown command \"" + name + "\"; help lists them";
 
     Numbers numbers;
     bool good = words.size() >= command->fewest && words.size() <= command->most;
@@ -144,7 +144,7 @@ QString Simulator::Run(const QString& line)
         command->effect(printer, numbers);
         if (printer.HardwareState().isNull()) {
             printer = before;
-            reply = "the hardware state has no room for it";
+            reply = "too many faults for one hardware state block";
         }
     }
     if (m_bus)

@@ -10,11 +10,11 @@
 
 #include <vector>
 
-/// What a person can type, and what common numbers mean.
+/// The commands to type, and what common numbers mean.
 QString CommandHelp();
 
 /// The simulated printers, with the network ports and the USB bus at which a monitor finds them.
-/// Carries out the commands that are typed for them.
+/// Carries out commands typed for them.
 class Simulator
 {
 public:
@@ -22,9 +22,9 @@ public:
     /// @throws std::runtime_error when a printer's port cannot be opened
     explicit Simulator(const QStringList& names);
 
-    /// Carries one typed line out, on the printer that it names or on all of them.
-    /// @return the reply: "ok" when a command has been carried out, else one line on what is wrong;
-    ///         the help when that was asked for; nothing for an empty line
+    /// Carries out one typed line, on the printer it names or on all of them.
+    /// @return the reply: "ok" when a command was carried out, the help when that was asked for,
+    ///         nothing for an empty line, else one line on what is wrong
     QString Run(const QString& line);
 
     bool HasBus() const { return m_bus != nullptr; }

@@ -29,7 +29,7 @@ public:
     void Update();
 
 private:
-    /// A piece of a program's memory that has been fetched; shared with umockdev.
+    /// A copy of a piece of the client's memory, shared with umockdev.
     typedef std::shared_ptr<UMockdevIoctlData> Data;
 
     static Data Fetch(UMockdevIoctlData* from, size_t offset, size_t size);
@@ -44,8 +44,8 @@ private:
     UMockdevTestbed* m_testbed;
     UMockdevIoctlBase* m_usbfs;
     bool m_onBus = false;
-    UMockdevIoctlClient* m_client = nullptr; // the program that has submitted something
-    Data m_transfer; // what it has submitted and not got back yet: one at a time
+    UMockdevIoctlClient* m_client = nullptr; // the program that submitted the last transfer
+    Data m_transfer;                         // submitted and not handed back yet: one at a time
     bool m_completed = false;
 };
 
