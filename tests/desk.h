@@ -10,40 +10,50 @@
 #include <QStandardItemModel>
 #include <QtTest>
 
+#include <csignal>
+#include <fcntl.h>
 #include <unistd.h>
 
-/// A text that a failing QCOMPARE prints as it is, Chinese characters included.
-struct Text : QString {
-    Text(const QString& text) : QString(text) {}
-    Text(const char* text) : QString(text) {}
-};
-inline char* toString(const Text& text) { return qstrdup(qUtf8Printable("\"" + text + "\"")); }
+/// Compares two texts. When they differ, both are printed as they are, Chinese characters included.
+#define COMPARE_TEXTS(actual, expected) QCOMPARE(QUOTED(actual), QUOTED(expected))
+#define QUOTED(text) qUtf8Printable('"' + QString(text) + '"')
+
+/// What a descriptor is: "pipe:[8812]", say.
+inline QString File(const QString& descriptor)
+{
+    return QFile::symLinkTarget("/proc/self/fd/" + descriptor).section('/', -1);
+}
 
 /// The descriptors that are open, each as "number>file". Without sockets and eventfds, which the
 /// simulated USB bus opens and closes at will.
-inline Text OpenDescriptors()
+inline QSet<QString> OpenDescriptors()
 {
-    QStringList open;
-    for (const QFileInfo& entry : QDir("/proc/self/fd").entryInfoList(QDir::Files | QDir::System))
-        open += entry.fileName() + ">" + QFile::symLinkTarget(entry.filePath());
-    return open.filter(QRegularExpression("^((?!socket|eventfd).)+$")).join(" ");
+    QSet<QString> open;
+    for (const QString& number : QDir("/proc/self/fd").entryList(QDir::Files | QDir::System)) {
+        const QString file = File(number);
+        if (!file.startsWith("socket:") && !file.contains("eventfd"))
+            open += number + ">" + file;
+    }
+    return open;
 }
 
-// For a simulated printer of this process alone: several can run at the same time.
+// An address of this process's own, so that tests can run in parallel.
 const QString kAddress = QHostAddress(0x7F000000 + static_cast<quint32>(getpid())).toString();
 const QString kOffline = "|离线 ||||"; // as Desk::Shown() has it
 
-/// A window in a fresh working directory, with an `lpstat` that runs a script. Nothing stays open.
+/// A window in a fresh working directory, with an `lpstat` that runs a script. Checks at its end
+/// that no descriptor stays open, and that standard output is what it was.
 struct Desk {
     explicit Desk(const QByteArray& lpstat = "exit 1")
     {
         static const QByteArray path = qgetenv("PATH");
         qInstallMessageHandler([](QtMsgType type, const QMessageLogContext&, const QString& line) {
-            if (type == QtDebugMsg)
+            if (type == QtDebugMsg || line.contains("bad request"))
                 debugLines += line;
             else
                 fputs(qUtf8Printable(line + "\n"), stderr);
         });
+        signal(SIGPIPE, SIG_IGN); // a listing that loses standard output is to get its FAIL line
         QDir::setCurrent(directory.path());
         qputenv("PATH", QFile::encodeName(directory.path()) + ":" + path);
         SetLpstat(lpstat);
@@ -54,15 +64,21 @@ struct Desk {
     ~Desk()
     {
         window.reset();
-        QTRY_COMPARE(OpenDescriptors(), openBefore);
+        const QString output = File("1");
+        dup2(standardOutput, STDOUT_FILENO); // where a FAIL line goes
+        COMPARE_TEXTS("after " + script + ": " + output, "after " + script + ": " + outputBefore);
+        QVERIFY2(!(fcntl(standardOutput, F_GETFL) & O_NONBLOCK), "standard output does not block");
+        const QStringList left = (OpenDescriptors() - openBefore).values();
+        COMPARE_TEXTS("left open: " + left.join(" "), "left open: ");
     }
 
-    void SetLpstat(const QByteArray& script) const
+    void SetLpstat(const QByteArray& commands)
     {
+        script = '"' + commands + '"';
         QFile file("lpstat");
         QVERIFY(file.open(QFile::WriteOnly));
         file.setPermissions(QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner);
-        file.write("#!/bin/sh\n[ \"$*\" = -v ] || exit 9\n" + script + "\n");
+        file.write("#!/bin/sh\n[ \"$*\" = -v ] || exit 9\n" + commands + "\n");
     }
 
     void Tick(int times = 1) const
@@ -71,12 +87,7 @@ struct Desk {
             window->OntimerOut();
     }
 
-    QList<QLineEdit*> Fields() const
-    {
-        const Ui_MainWindow& ui = *window->ui;
-        return {ui.PrinterType, ui.PrinterStatus, ui.PrinterCount, ui.CatridgetCount,
-                ui.CompactCount};
-    }
+    QList<QLineEdit*> Fields() const { return window->findChildren<QLineEdit*>(); }
 
     /// Writes "old" into all six fields.
     void Fill() const
@@ -87,7 +98,7 @@ struct Desk {
     }
 
     /// Model, status, engine, drum and toner counts, error text, with "|" between them.
-    Text Shown() const
+    QString Shown() const
     {
         QString shown;
         for (const QLineEdit* field : Fields())
@@ -96,11 +107,15 @@ struct Desk {
     }
 
     /// The lines of the debug output since the last call, with "|" between them.
-    Text TakeDebugLines() const { return std::exchange(debugLines, QStringList()).join("|"); }
+    QString TakeDebugLines() const { return std::exchange(debugLines, QStringList()).join("|"); }
 
     inline static QStringList debugLines;
-    const Text openBefore = OpenDescriptors();
-    QTemporaryDir directory;
+    inline static const int standardOutput = fcntl(STDOUT_FILENO, F_DUPFD_CLOEXEC, 0);
+    inline static const QString outputBefore = File("1");
+    const QSet<QString> openBefore = OpenDescriptors();
+    QString script;
+    // In the build folder: programs might not be allowed to run in /tmp.
+    QTemporaryDir directory{QCoreApplication::applicationDirPath() + "/desk-XXXXXX"};
     std::unique_ptr<MainWindow> window;
 };
 

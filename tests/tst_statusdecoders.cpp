@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: MIT
 
-// The texts of printer states, and of what a hardware state block reports. The blocks are those of
-// a simulated printer.
+// The texts of printer states, and of the hardware state blocks of a simulated printer.
 
 #include "desk.h"
 #include "simulator.h"
@@ -24,19 +23,12 @@ class StatusDecodersTest : public QObject
 {
     Q_OBJECT
 
-    /// Shows a block that stands in a buffer of exactly its size.
-    Text Show(const QByteArray& block) const
+    /// What is shown of a block that stands in a buffer of exactly its size.
+    QString Shown(const QByteArray& block) const
     {
         std::vector<unsigned char> buffer(block.begin(), block.end());
         m_desk->window->ParseHardwareState(buffer.data(), static_cast<int>(buffer.size()));
         return m_desk->window->ui->DetailError->toPlainText();
-    }
-    Text ShowBlock(const QString& commands) const { return Show(Block(commands)); }
-
-    Text ShowState(int code) const
-    {
-        m_desk->window->SetPrinterState(static_cast<unsigned char>(code));
-        return m_desk->window->ui->PrinterStatus->text();
     }
 
 private slots:
@@ -44,76 +36,68 @@ private slots:
 
     void aStateIsKnownFromOneToSix()
     {
-        QCOMPARE(ShowState(0), Text("未知状态"));
-        QCOMPARE(ShowState(1), Text("热机中"));
-        QCOMPARE(ShowState(6), Text("作业取消中"));
-        QCOMPARE(ShowState(7), Text("未知状态"));
+        QString texts;
+        for (const unsigned char code : {0, 1, 6, 7}) {
+            m_desk->window->SetPrinterState(code);
+            texts += m_desk->window->ui->PrinterStatus->text() + "|";
+        }
+        COMPARE_TEXTS(texts, "未知状态|热机中|作业取消中|未知状态|");
     }
 
-    void aFlagIsActiveAtOneOrAtAllButZero()
+    void aBlockBecomesATextInItsOrder_data()
     {
-        QCOMPARE(ShowBlock("flag 14 0"), Text(""));
-        QCOMPARE(ShowBlock("flag 14 1"), Text("墨粉较少 "));
-        QCOMPARE(ShowBlock("flag 14 2"), Text(""));
-        QCOMPARE(ShowBlock("flag 33 0"), Text(""));
-        QCOMPARE(ShowBlock("flag 33 255"), Text("硒鼓寿命已尽 "));
+        QTest::addColumn<QByteArray>("block");
+        QTest::addColumn<QString>("text");
+        const auto row = [](const char* name, const QByteArray& block, const char* text) {
+            QTest::newRow(name) << block << text;
+        };
+        row("0 in a flag that is active at 1", Block("flag 14 0"), "");
+        row("2 in a flag that is active at 1", Block("flag 14 2"), "");
+        row("0 in a flag that is active unless 0", Block("flag 33 0"), "");
+        row("unknown entries", Block("flag 2; flag 35; flag 4"), "墨粉盒不存在 ");
+        row("error codes of another type", Block("array 34 1 1; flag 4"), "墨粉盒不存在 ");
+        row("a flag of another type", QByteArray::fromHex("0000000001000e00040000000100"), "");
+        row("a fault raised again", Block("flag 14; array 9 1; flag 4; flag 14"),
+            "前盖打开 墨粉盒不存在 墨粉较少 ");
+        row("covers", Block("array 9 1 2 1 1"), "前盖打开 双面单元盖被打开 ");
+        row("trays that lift paper", Block("array 25 1 1 1"), "手动纸盒抬纸中 主纸盒抬纸中 ");
+        row("the first jams", Block("array 6 1 1 0 1"), "手动纸盒卡纸 卡纸在Main Feed Sensor ");
+        row("the last jam", Block("array 6 0 0 0 0 0 0 0 0 0 0 0 0 0 0 1 1"),
+            "卡纸在Duplex sensor及Spare sensor之间 ");
+        row("a code with a text", Block("errors 200000"), " 多重进纸失败 ");
+        row("codes in their order", Block("errors 500001 500002 500001"), "断网DHCP无响应 断网");
+        row("silent codes", Block("errors 200302 0 200303"), "其他错误:200303 ");
+        row("a group's last code", Block("errors 201618 201619"),
+            "定影器错误:201618 其他错误:201619 ");
+        row("another group", Block("errors 205000"), "打印机故障:205000 ");
+        row("a code of 2^31", Block("errors 2147483648"), "其他错误:2147483648 ");
+        row("a cut head", Block("clear").chopped(1), "");
+        row("a cut entry", Block("flag 4; flag 14").chopped(1), "墨粉盒不存在 ");
+        row("a cut array", Block("array 9 1 1; flag 4").chopped(1), "墨粉盒不存在 ");
+        row("cut error codes", Block("errors 500001; flag 4").chopped(1), "墨粉盒不存在 ");
+        row("256 entries", QByteArray::fromHex("0000000000010e00030000000100"), "墨粉较少 ");
+        row("no array", QByteArray::fromHex("0100000001000900030001000000"), "");
+        row("an open tray and another's error", Block("array 10 0 1; array 28 1 1"),
+            "主纸盒打开 手动纸盒错误 ");
+        row("an empty tray and another's error", Block("array 12 1 0; array 28 1 1"),
+            "手动纸盒错误 ");
     }
-
-    void anUnknownEntryIsSkipped()
+    void aBlockBecomesATextInItsOrder()
     {
-        // 2 and 35 are not known, 34 is of another type.
-        QCOMPARE(ShowBlock("flag 2; flag 35; array 34 1 1; array 9 0 0"), Text(""));
-    }
-
-    void anElementIsActiveAtOne()
-    {
-        QCOMPARE(ShowBlock("array 9 1 2 1 1"), Text("前盖打开 双面单元盖被打开 "));
-        QCOMPARE(ShowBlock("array 25 1 1 1"), Text("手动纸盒抬纸中 主纸盒抬纸中 "));
-        QCOMPARE(ShowBlock("array 6 1 1 0 1"), Text("手动纸盒卡纸 卡纸在Main Feed Sensor "));
-        QCOMPARE(ShowBlock("array 6 0 0 0 0 0 0 0 0 0 0 0 0 0 0 1 1"),
-                 Text("卡纸在Duplex sensor及Spare sensor之间 "));
-    }
-
-    void anErrorCodeHasATextOrAGroupOrIsSilent()
-    {
-        QCOMPARE(ShowBlock("errors 200000"), Text(" 多重进纸失败 "));
-        QCOMPARE(ShowBlock("errors 500001 500002 500001"), Text("断网DHCP无响应 断网"));
-        QCOMPARE(ShowBlock("errors 200302 0 200303"), Text("其他错误:200303 "));
-        QCOMPARE(ShowBlock("errors 201618 201619"), Text("定影器错误:201618 其他错误:201619 "));
-        QCOMPARE(ShowBlock("errors 205000"), Text("打印机故障:205000 "));
-        QCOMPARE(ShowBlock("errors 2147483648"), Text("其他错误:2147483648 "));
-    }
-
-    void entriesAreShownInTheirOrderAndAnew()
-    {
-        QCOMPARE(ShowBlock("flag 14; array 9 1; flag 4"), Text("墨粉较少 前盖打开 墨粉盒不存在 "));
-        QCOMPARE(ShowBlock("clear"), Text(""));
-    }
-
-    void whatIsNotWhollyInsideABlockIsAbsent()
-    {
-        QCOMPARE(Show(Block("clear").chopped(1)), Text(""));
-        QCOMPARE(Show(Block("flag 4; flag 14").chopped(1)), Text("墨粉盒不存在 "));
-        QCOMPARE(Show(Block("array 9 1 1")), Text("前盖打开 后盖打开 "));
-        QCOMPARE(Show(Block("array 9 1 1").chopped(1)), Text(""));
-    }
-
-    void anOpenOrEmptyTrayHasNoError()
-    {
-        QCOMPARE(ShowBlock("array 10 0 1; array 28 1 1"), Text("主纸盒打开 手动纸盒错误 "));
-        QCOMPARE(ShowBlock("clear"), Text("")); // forgets it
-        QCOMPARE(ShowBlock("array 12 0 1; array 28 1 1"), Text("主纸盒错误 "));
-        QCOMPARE(ShowBlock("clear"), Text(""));
-        QCOMPARE(ShowBlock("array 10 1; array 12 1 1; array 28 1 1"),
-                 Text("手动纸盒打开 主纸盒错误 "));
+        QFETCH(QByteArray, block);
+        QFETCH(QString, text);
+        COMPARE_TEXTS(Shown(block), text);
     }
 
     void aReportOnATrayCountsThroughTheNextBlock()
     {
-        QCOMPARE(ShowBlock("array 28 1 1; array 12 0 0"), Text("手动纸盒错误 主纸盒错误 "));
-        QCOMPARE(ShowBlock("array 28 1 1; array 12 0 0"), Text(""));
-        QCOMPARE(ShowBlock("array 28 1 1"), Text(""));
-        QCOMPARE(ShowBlock("array 28 1 1"), Text("手动纸盒错误 主纸盒错误 "));
+        const QByteArray errors = Block("array 28 1 1");
+        const QByteArray errorsThenNoPaper = Block("array 28 1 1; array 12 0 1");
+        COMPARE_TEXTS(Shown(errorsThenNoPaper), "手动纸盒错误 主纸盒错误 ");
+        COMPARE_TEXTS(Shown(errorsThenNoPaper), "主纸盒错误 ");
+        COMPARE_TEXTS(Shown(errors), "主纸盒错误 ");
+        COMPARE_TEXTS(Shown(errors), "手动纸盒错误 主纸盒错误 ");
+        COMPARE_TEXTS(Shown(Block("array 10 1; array 28 1 1")), "手动纸盒打开 主纸盒错误 ");
     }
 
 private:
