@@ -66,7 +66,7 @@ struct Desk {
         window.reset();
         const QString output = File("1");
         dup2(standardOutput, STDOUT_FILENO); // where a FAIL line goes
-        COMPARE_TEXTS("after " + script + ": " + output, "after " + script + ": " + outputBefore);
+        COMPARE_TEXTS(afterScript + output, afterScript + outputBefore);
         QVERIFY2(!(fcntl(standardOutput, F_GETFL) & O_NONBLOCK), "standard output does not block");
         const QStringList left = (OpenDescriptors() - openBefore).values();
         COMPARE_TEXTS("left open: " + left.join(" "), "left open: ");
@@ -74,7 +74,7 @@ struct Desk {
 
     void SetLpstat(const QByteArray& commands)
     {
-        script = '"' + commands + '"';
+        afterScript = "standard output after \"" + commands + "\": ";
         QFile file("lpstat");
         QVERIFY(file.open(QFile::WriteOnly));
         file.setPermissions(QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner);
@@ -113,7 +113,7 @@ struct Desk {
     inline static const int standardOutput = fcntl(STDOUT_FILENO, F_DUPFD_CLOEXEC, 0);
     inline static const QString outputBefore = File("1");
     const QSet<QString> openBefore = OpenDescriptors();
-    QString script;
+    QString afterScript;
     // In the build folder: programs might not be allowed to run in /tmp.
     QTemporaryDir directory{QCoreApplication::applicationDirPath() + "/desk-XXXXXX"};
     std::unique_ptr<MainWindow> window;
