@@ -26,22 +26,24 @@ const size_t kModelWordSize = 64; // bytes of type.dat that count
 const int kMaxRows = 10;
 
 /// Runs kListCommand, catches its standard output in a pipe, and waits until it has ended.
-/// @return the first kCaptureSize bytes that it wrote, up to a zero byte; nothing when it could not
-///         be run or failed
+/// @return the first kCaptureSize bytes that it wrote, up to a zero byte; nothing if it could not be
+///         run or failed
 std::optional<QString> CaptureQueues()
 {
     int ends[2];
     if (pipe(ends) != 0)
         return std::nullopt;
-    for (const int end : ends) // the pipe is read after the command has ended: no side may block
+    // The pipe is read after the command has ended, so neither side may block.
+    for (const int end : ends)
         fcntl(end, F_SETFL, O_NONBLOCK);
     fcntl(ends[1], F_SETPIPE_SZ, kPipeSize); // if that fails, the pipe holds less
     const int saved = dup(STDOUT_FILENO);
-    for (const int descriptor : {ends[0], ends[1], saved}) // not for the command
+    // Of the pipe, the command inherits only its standard output.
+    for (const int descriptor : {ends[0], ends[1], saved})
         fcntl(descriptor, F_SETFD, FD_CLOEXEC);
 
     std::optional<QString> output;
-    if (saved >= 0 && dup2(ends[1], STDOUT_FILENO) >= 0) { // of the pipe, the command gets this
+    if (saved >= 0 && dup2(ends[1], STDOUT_FILENO) >= 0) {
         if (system(kListCommand) == 0) {
             char bytes[kCaptureSize + 1] = {};
             const bool wrote = read(ends[0], bytes, kCaptureSize) > 0;
