@@ -26,7 +26,8 @@ const size_t kModelWordSize = 64; // bytes of type.dat that count
 const int kMaxRows = 10;
 
 /// Runs kListCommand, catches its standard output in a pipe, and waits until it has ended.
-/// @return the first kCaptureSize bytes that it wrote, up to a zero byte; nothing if it could not be
+/// @return the first kCaptureSize bytes that it wrote, up to a zero byte; nothing if it could not
+/// be
 ///         run or failed
 std::optional<QString> CaptureQueues()
 {
