@@ -141,7 +141,7 @@ int MainWindow::GetPrinterType_net(char* name)
     const int size = answer[kLengthOffset] - kFrameOverhead;
     const int longest = kModelNameSize - 1;
     memcpy(name, answer + kNameOffset, qMin(size, longest));
-    if (size > longest) // a USB name that began with a zero byte may have left others in the buffer
+    if (size > longest) // only the first of the 64 bytes is sure to be zero
         name[longest] = '\0';
     return 1;
 }
