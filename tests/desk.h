@@ -31,7 +31,7 @@ inline QSet<QString> OpenDescriptors()
     QSet<QString> open;
     for (const QString& number : QDir("/proc/self/fd").entryList(QDir::Files | QDir::System)) {
         const QString file = File(number);
-        if (!file.startsWith("socket:") && !file.contains("eventfd"))
+        if (!file.isEmpty() && !file.startsWith("socket:") && !file.contains("eventfd"))
             open += number + ">" + file;
     }
     return open;

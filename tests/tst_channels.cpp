@@ -27,9 +27,10 @@ const QString kShown = "ORIOLE|打印中|123456|2|-1|" + kFaults;
 
 /// The clock is played, so that no test waits and none depends on the load. While it waits, the
 /// monitor reads the time again and again; each reading first lets the printer answer what has been
-/// sent, and moves the clock on by a second if no answer has come.
+/// sent, and moves the clock on by a quarter of a second if no answer has come.
 struct {
-    time_t now = 1000;
+    time_t quarters = 4000; // of a second
+    time_t step = 1;
     Simulator* printer = nullptr;
     int asking = -1; // socket of a request that the printer has not taken yet
 } playedClock;
@@ -91,12 +92,15 @@ QString ShownWith(const QString& printer, int query, const QByteArray& answer,
 
 } // namespace
 
-extern "C" time_t time(time_t*) noexcept { return playedClock.now += PrintersTurn() ? 0 : 1; }
+extern "C" time_t time(time_t*) noexcept
+{
+    return (playedClock.quarters += PrintersTurn() ? 0 : playedClock.step) / 4;
+}
 
 extern "C" unsigned int sleep(unsigned int seconds)
 {
     Desk::debugLines += "sleep " + QString::number(seconds);
-    playedClock.now += seconds;
+    playedClock.quarters += 4 * seconds;
     PrintersTurn();
     return 0;
 }
@@ -152,8 +156,8 @@ private slots:
 
     void aShortUsbAnswerIsFollowedByTheOneBefore()
     {
-        const QString shown = ShownWith(kUsb, 2, QByteArray("\0\0\0\7", 4), "0123456789ABCDEF");
-        COMPARE_TEXTS(shown.section('|', 2, 4), "7|943276354|1128547654"); // "89AB", "CDEF"
+        const QString shown = ShownWith(kUsb, 2, QByteArray("\0\0\0\7", 4), "0123456789AB");
+        COMPARE_TEXTS(shown.section('|', 2, 4), "7|943276354|0"); // "89AB"
     }
 
     void aUsbPrinterThatHangsIsGivenUpAndComesBack()
@@ -173,7 +177,7 @@ private slots:
         COMPARE_TEXTS(Desk::debugLines.last(), "open device failed");
         desk.printer.hangs = false;
         desk.simulator.Run("on");
-        desk.Tick(2);
+        desk.Tick(3);
         COMPARE_TEXTS(desk.Shown(), kShown);
     }
 
@@ -204,6 +208,7 @@ private slots:
     void theSocketIsKeptUntilTheNextListing()
     {
         PrinterDesk desk(kAddress);
+        qstrcpy(desk.window->m_szModelName, "ORIOLE");
         const int first = desk.window->m_nSocket;
         desk.window->GetSelectPrinterInfo();
         QCOMPARE(desk.window->m_nSocket, first);
@@ -211,7 +216,7 @@ private slots:
         QCOMPARE(fcntl(first, F_GETFL), -1); // closed
         QCOMPARE(desk.window->m_nSocket, -1);
         desk.Tick(2); // opens the next one, and sends nothing to no address
-        COMPARE_TEXTS(desk.TakeDebugLines(), "\"\"");
+        COMPARE_TEXTS(desk.TakeDebugLines(), "\"\"|ORIOLE");
     }
 
     void aBadAnswerEndsTheTick()
@@ -248,7 +253,9 @@ private slots:
         QCOMPARE(desk.window->GetPrinterStatus_net(), -1);
         QCOMPARE(desk.window->GetPrinterPageNumber_net(), -1);
         QCOMPARE(desk.window->GetPrinterDetailError_net(), -1);
-        QCOMPARE(playedClock.now, 1000 + 4 * 2 + 1); // s; each reads it twice, and one sleeps
+        QCOMPARE(playedClock.quarters, 4 * 1004 + 2); // at 1001, 1002, 1003, and after a sleep
+        playedClock.step = -1;                        // the clock is set back
+        QCOMPARE(desk.window->GetPrinterStatus_net(), -1);
     }
 
     void aLateAnswerIsTakenForTheNextOne()
