@@ -137,7 +137,7 @@ private:
     int m_nPortType = kNoPort;
     /// Each is 0 or 1, set by the tray decoders and ParseHardwareState. A flag of 1 hides its
     /// tray's error: the tray was reported open or empty by this hardware state block (its
-    /// "reported" is then 1 as well) or by the one before.
+    /// "reported" is then also 1) or by the one before.
     int m_nManualTrayFlag = 0;
     int m_nMainTrayFlag = 0;
     int m_nManualTrayReported = 0;

@@ -27,8 +27,7 @@ const int kMaxRows = 10;
 
 /// Runs kListCommand, catches its standard output in a pipe, and waits until it has ended.
 /// @return the first kCaptureSize bytes that it wrote, up to a zero byte; nothing if it could not
-/// be
-///         run or failed
+///         be run or failed
 std::optional<QString> CaptureQueues()
 {
     int ends[2];
