@@ -110,6 +110,10 @@ int UsbBus::Ioctl(unsigned long request, UMockdevIoctlData* argument)
     case USBDEVFS_SETCONFIGURATION:
         qWarning("usb: bad request: the printer's own driver holds the interface");
         return EBUSY;
+    case USBDEVFS_IOCTL: // takes a driver away, say
+    case USBDEVFS_RESET:
+        qWarning("usb: bad request: the printer is not the monitor's alone");
+        return ENOTTY;
     default: return ENOTTY;
     }
 }
