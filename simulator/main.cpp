@@ -46,7 +46,7 @@ const Step kDemonstration[] = {
     {6, "state 5"}, // sleeping
 };
 
-int endPipe[2]; // a signal handler may write to a pipe, and do little else
+int endPipe[2]; // a signal handler can do little besides writing to a pipe
 
 void Say(const QString& line) { std::cout << line.toStdString() << std::endl; }
 
@@ -73,9 +73,9 @@ Console::Console(Simulator& simulator) : m_simulator(simulator)
     connect(&m_demonstration, &QTimer::timeout, this, &Console::ContinueDemonstration);
     ContinueDemonstration();
     if (m_simulator.HasBus())
-        Say("the USB printer is seen by: UMOCKDEV_DIR=" + qgetenv("UMOCKDEV_DIR") +
+        Say("to see the USB printer, run: UMOCKDEV_DIR=" + qgetenv("UMOCKDEV_DIR") +
             " umockdev-wrapper PROGRAM");
-    Say("ready; type commands (help lists them), or Ctrl-C to end");
+    Say("ready; type a command (help lists them), or press Ctrl-C to exit");
 }
 
 /// Takes what has been typed, and carries out its complete lines.

@@ -45,7 +45,7 @@ const char kStatusEntry = 3;
 const char kErrorCodeEntry = 4;
 const int kMaxArrayOffset = 255;
 const int kMaxBlockSize = 494; // what a 500-byte answer frame holds
-// Bytes that mean nothing hold this, so that it shows when somebody reads them.
+// Unused bytes hold this, so that reading one shows.
 const char kUnused = '\xEE';
 
 char Checksum(const QByteArray& bytes)

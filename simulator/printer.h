@@ -32,10 +32,10 @@ struct Printer {
     // For tests.
     QByteArray model = "ORIOLE";
     bool hangs = false; ///< USB requests are never completed
-    /// Sees each request, and may change its answer, where null means that there is none.
+    /// Sees each request, and can change its answer; null means no answer.
     std::function<void(const QByteArray& request, QByteArray& answer)> meddle = nullptr;
 
-    /// The answer frame to a request frame; null when the request is a bad one.
+    /// The answer frame to a request frame; null when the request is bad.
     QByteArray AnswerFrame(const QByteArray& request) const;
 
     /// The answer to a USB vendor request; null when the request fails.

@@ -48,7 +48,8 @@ const Command kCommands[] = {
      [](Printer& printer, const Numbers& n) {
          Raise(printer, n[0], Condition::Flag, {n.value(1, 1)});
      }},
-    {"array", "ID STATE...", 2, INT_MAX, kByte, "raise a fault with positions, one STATE each",
+    {"array", "ID STATE...", 2, INT_MAX, kByte,
+     "raise a fault that has positions, one STATE for each",
      [](Printer& printer, const Numbers& n) { Raise(printer, n[0], Condition::Array, n.mid(1)); }},
     {"errors", "CODE...", 1, INT_MAX, kWord, "raise error codes",
      [](Printer& printer, const Numbers& n) {
@@ -74,14 +75,13 @@ const char kCommonNumbers[] =
   array 6 0 1         jam, manual tray      array 9 1 0 1       front and duplex covers open
   array 6 0 0 0 1     jam, first sensor     array 10 0 1        main tray open
   array 12 1 0        main tray empty       array 28 0 1        main tray error
-  errors 200031       out of toner          errors 500001       network lost
-)";
+  errors 200031       out of toner          errors 500001       network lost)";
 
 } // namespace
 
 QString CommandHelp()
 {
-    QString help = "Commands, one a line. A line that starts with a printer's address, or with "
+    QString help = "Commands, one per line. A line that starts with a printer's address, or with "
                    "\"usb\", goes to\nthat printer; any other goes to all of them.\n";
     for (const Command& command : kCommands) {
         help += QString("  %1 %2").arg(command.name, command.takes).leftJustified(30) +
@@ -132,7 +132,7 @@ QString Simulator::Run(const QString& line)
     if (!good && command->most == 0)
         return name + " takes no arguments";
     if (!good)
-        return QString("%1 takes %2, each from 0 to %3")
+        return QString("usage: %1 %2, with numbers from 0 to %3")
             .arg(name, command->takes, QString::number(command->limit));
 
     QString reply = "ok";

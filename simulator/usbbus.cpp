@@ -59,7 +59,7 @@ UsbBus::UsbBus(const Printer& printer, QMutex& lock)
     };
     const auto onVanished = +[](UMockdevIoctlBase*, UMockdevIoctlClient* client, UsbBus* bus) {
         const QMutexLocker guard(&bus->m_lock);
-        // A late notice about an earlier program must not drop this one's transfer.
+        // A late notice about an earlier program must not drop the current program's transfer.
         if (client == bus->m_client)
             bus->m_transfer.reset();
     };
