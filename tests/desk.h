@@ -53,7 +53,7 @@ struct Desk {
             else
                 fputs(qUtf8Printable(line + "\n"), stderr);
         });
-        signal(SIGPIPE, SIG_IGN); // a listing that loses standard output is to get its FAIL line
+        signal(SIGPIPE, SIG_IGN); // so that a listing that loses standard output gets its FAIL line
         QDir::setCurrent(directory.path());
         qputenv("PATH", QFile::encodeName(directory.path()) + ":" + path);
         SetLpstat(lpstat);
@@ -67,7 +67,8 @@ struct Desk {
         const QString output = File("1");
         dup2(standardOutput, STDOUT_FILENO); // where a FAIL line goes
         COMPARE_TEXTS(afterScript + output, afterScript + outputBefore);
-        QVERIFY2(!(fcntl(standardOutput, F_GETFL) & O_NONBLOCK), "standard output does not block");
+        QVERIFY2(!(fcntl(standardOutput, F_GETFL) & O_NONBLOCK),
+                 "a listing left standard output non-blocking");
         const QStringList left = (OpenDescriptors() - openBefore).values();
         COMPARE_TEXTS("left open: " + left.join(" "), "left open: ");
     }

@@ -101,7 +101,7 @@ private slots:
         row("no output", "true", "");
         row("a zero byte", "printf 'a b\\0\\na ORIOLE'", "");
         row("eleven queues", "seq -f 'x %g ORIOLE' 11", "1>|2>|3>|4>|5>|6>|7>|8>|9>|10>|");
-        row("a queue after others", "seq 20; echo a ORIOLE", "ORIOLE>|");
+        row("a queue after twenty others", "seq 20; echo a ORIOLE", "ORIOLE>|");
         row("1024 bytes", "printf '%1009s\\nb ORIOLE_LONG_NAME' x", "ORIOLE_LONG_>|");
         row("a full pipe", "echo a ORIOLE; head -c 1000000 /dev/zero || exit 1", "ORIOLE>|");
         row("an overfull pipe", "echo a ORIOLE; head -c 9000000 /dev/zero 2>&-; true", "ORIOLE>|");
@@ -126,9 +126,9 @@ private slots:
 
     void aListingReplacesTheOneBefore()
     {
-        Desk desk(kUsbLine + kSocketLine);
+        Desk desk(kSocketLine + kUsbLine);
         const QStandardItemModel& model = *desk.window->m_pModel;
-        COMPARE_TEXTS(Rows(desk), "ORIOLE>usb|ORIOLE_2F>127.0.0.31|");
+        COMPARE_TEXTS(Rows(desk), "ORIOLE_2F>127.0.0.31|ORIOLE>usb|");
         desk.SetLpstat("echo;" + kSocketLine);
         desk.window->ui->RefreshPrinter->click();
         COMPARE_TEXTS(Rows(desk), "ORIOLE_2F>127.0.0.31|");
@@ -148,7 +148,7 @@ private slots:
         desk.window->GetPrinterInfoByCommand();
         COMPARE_TEXTS(Rows(desk), "ORIOLE_2F>127.0.0.31|");
         COMPARE_TEXTS(desk.Shown(), "old|离线 |old|old|old|old");
-        QVERIFY2(timer, "the poll timer has gone");
+        QVERIFY2(timer, "the poll timer was deleted");
         desk.SetLpstat("true"); // the rows also stay, but one is selected anew
         desk.window->GetPrinterInfoByCommand();
         COMPARE_TEXTS(Rows(desk), "ORIOLE_2F>127.0.0.31|");
@@ -158,7 +158,7 @@ private slots:
     void aClickSelectsItsRow()
     {
         const Desk desk(kUsbLine + kSocketLine + "echo 'a b ORIOLE: socket://usb.local:9100'");
-        desk.window->GetPrinterInfoByCommand(); // connects the table no second time
+        desk.window->GetPrinterInfoByCommand(); // must not connect the table again
         const QPointer<QTimer> timer(desk.window->m_pTimer);
         desk.Fill();
         COMPARE_TEXTS(Click(desk, 1, 0), "network 127.0.0.31");
