@@ -51,7 +51,8 @@ public:
     // 1 when a valid answer came and was used, -1 otherwise, with nothing changed.
 
     /// Asks for the model name.
-    /// @param name  64 bytes, the first of them zero; receives the name, cut to 63 bytes
+    /// @param name  64 bytes, the first of them zero; receives the name, cut to 63 bytes. After a
+    ///              shorter one, the rest is kept
     int GetPrinterType_net(char* name);
     /// Asks for the printer state and shows it.
     int GetPrinterStatus_net();
@@ -135,9 +136,9 @@ private:
     int m_nSocket = -1;
     /// PortType of the selected printer; set by the selection.
     int m_nPortType = kNoPort;
-    /// Each is 0 or 1, set by the tray decoders and ParseHardwareState. A flag of 1 hides its
-    /// tray's error: the tray was reported open or empty by this hardware state block (its
-    /// "reported" is then also 1) or by the one before.
+    /// The trays' flags, each 0 or 1, set by the tray decoders and ParseHardwareState. A flag of 1
+    /// hides its tray's error: the tray was reported open or empty by this hardware state block
+    /// (its "reported" is then also 1) or by the one before.
     int m_nManualTrayFlag = 0;
     int m_nMainTrayFlag = 0;
     int m_nManualTrayReported = 0;

@@ -70,7 +70,7 @@ void MainWindow::OpenSocket()
 /// Closes the UDP socket. Does nothing when there is none.
 void MainWindow::CloseSocket()
 {
-    if (m_nSocket > 0) { // 0 to 2 are the standard descriptors, which main has filled
+    if (m_nSocket > 0) { // 0 to 2 are the standard descriptors, which main makes sure are open
         ::close(m_nSocket);
         m_nSocket = -1;
     }
@@ -91,7 +91,7 @@ int MainWindow::SendSockCmd(char* cmd, unsigned char* buf)
     }
     const int frameSize = payloadSize + kFrameOverhead;
     buf[kStartOffset] = kRequestStart;
-    buf[kZeroOffset] = 0; // whatever the caller left
+    buf[kZeroOffset] = 0; // not left to the caller
     buf[kLengthOffset] = static_cast<unsigned char>(frameSize);
 
     unsigned char checksum = 0;
@@ -141,7 +141,7 @@ int MainWindow::GetPrinterType_net(char* name)
     const int size = answer[kLengthOffset] - kFrameOverhead;
     const int longest = kModelNameSize - 1;
     memcpy(name, answer + kNameOffset, qMin(size, longest));
-    if (size > longest) // only the first of the 64 bytes is sure to be zero
+    if (size > longest) // only the first byte of `name` is known to be zero
         name[longest] = '\0';
     return 1;
 }

@@ -16,10 +16,10 @@ void MainWindow::RestartPollTimer()
     if (m_nTimerId > 0) {
         m_pTimer->stop();
         delete m_pTimer;
-        m_nTimerId = 0; // none until the next has started
+        m_nTimerId = 0; // none until the next one starts
     }
     m_pTimer = new QTimer;
-#if QT_VERSION >= 0x050000 // whose default timers may tick 5 % early; Qt 4's do not
+#if QT_VERSION >= 0x050000 // default timers may tick 5 % early; in Qt 4 they do not
     m_pTimer->setTimerType(Qt::PreciseTimer);
 #endif
     m_pTimer->start(interval);

@@ -38,7 +38,7 @@ std::optional<QString> CaptureQueues()
         fcntl(end, F_SETFL, O_NONBLOCK);
     fcntl(ends[1], F_SETPIPE_SZ, kPipeSize); // if that fails, the pipe holds less
     const int saved = dup(STDOUT_FILENO);
-    // Of the pipe, the command inherits only its standard output.
+    // The command inherits none of these; the pipe is only its standard output.
     for (const int descriptor : {ends[0], ends[1], saved})
         fcntl(descriptor, F_SETFD, FD_CLOEXEC);
 
