@@ -35,7 +35,7 @@ public:
 
 private:
     std::vector<Printer> m_printers;
-    QMutex m_lock; // of m_printers, which the USB bus reads on a thread of its own
+    QMutex m_lock; // of m_printers, which the USB bus reads on its own thread
     std::vector<std::unique_ptr<NetworkPort>> m_ports;
     std::unique_ptr<UsbBus> m_bus;
 };

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 
-#include <umockdev.h> // before Qt, which gives the word "signals" a meaning of its own
+#include <umockdev.h> // before Qt, which gives the word "signals" another meaning
 
 #include "usbbus.h"
 
